@@ -1,0 +1,156 @@
+// POSIX files: descriptors, open-file-description locks, 64-bit positions.
+#include <cerrno>
+#include <climits>
+#include <cstring>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "os_file.h"
+
+namespace {
+
+os_file_toolkit_error PosixFileError(const char* context, const std::string& path, int error) {
+  return os_file_toolkit_error(std::string(context) + " '" + path + "': " + std::strerror(error),
+                               static_cast<std::uint32_t>(error));
+}
+
+int Fd(os_native_handle handle) { return static_cast<int>(handle); }
+
+// The whole-file or ranged request of an os_file_lock as an OFD lock record.
+struct flock ToFlock(const os_file_lock& lock, short type) {
+  struct flock record{};
+  record.l_type = type;
+  record.l_whence = static_cast<short>(lock.whence() == 1 ? SEEK_CUR : lock.whence() == 2 ? SEEK_END : SEEK_SET);
+  record.l_start = lock.start();
+  record.l_len = lock.length();
+  record.l_pid = 0;  // must be 0 for open-file-description locks
+  return record;
+}
+
+}  // namespace
+
+os_toolkit_error::os_toolkit_error(const std::string& what, std::uint32_t native)
+    : std::runtime_error(what), m_native(native) {}
+os_toolkit_error::~os_toolkit_error() = default;
+os_file_toolkit_error::~os_file_toolkit_error() = default;
+os_io_toolkit_error::~os_io_toolkit_error() = default;
+
+os_file::~os_file() {
+  if (is_open()) ::close(Fd(m_handle));
+}
+
+void os_file::close() {
+  if (!is_open()) return;
+  // POSIX leaves the descriptor closed even when close reports an error; the
+  // error still reaches the caller, as a lost write would.
+  const int result = ::close(Fd(m_handle));
+  const int error = errno;
+  m_handle = os_invalid_handle;
+  if (result != 0 && error != EINTR) throw PosixFileError("close", m_path, error);
+}
+
+int os_file::read(void* buffer, int length) {
+  if (!is_open() || length < 0) {
+    errno = EBADF;
+    return -1;
+  }
+  int done = 0;
+  while (done < length) {
+    const ssize_t n = ::read(Fd(m_handle), static_cast<char*>(buffer) + done, static_cast<size_t>(length - done));
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      return done > 0 ? done : -1;
+    }
+    if (n == 0) break;
+    done += static_cast<int>(n);
+  }
+  return done;
+}
+
+int os_file::write(const void* buffer, int length) {
+  if (!is_open() || length < 0) {
+    errno = EBADF;
+    return -1;
+  }
+  int done = 0;
+  while (done < length) {
+    const ssize_t n = ::write(Fd(m_handle), static_cast<const char*>(buffer) + done, static_cast<size_t>(length - done));
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      return done > 0 ? done : -1;
+    }
+    done += static_cast<int>(n);
+  }
+  return done;
+}
+
+long os_file::seek(long offset, short origin) {
+  std::int64_t position = 0;
+  if (!os_set_file_pointer(m_handle, offset, origin, &position)) throw PosixFileError("seek", m_path, errno);
+  if (position > INT32_MAX) throw PosixFileError("seek", m_path, EOVERFLOW);
+  return static_cast<long>(position);
+}
+
+long os_file::tell() { return seek(0, 1); }
+
+bool os_file::add_lock(const os_file_lock& lock, bool wait) {
+  if (!is_open()) throw PosixFileError("lock", m_path, EBADF);
+  struct flock record = ToFlock(lock, lock.type() == 1 ? F_WRLCK : F_RDLCK);
+  for (;;) {
+    if (::fcntl(Fd(m_handle), wait ? F_OFD_SETLKW : F_OFD_SETLK, &record) == 0) return true;
+    const int error = errno;
+    if (error == EINTR) continue;
+    if (error == EAGAIN || error == EACCES || error == EDEADLK) return false;
+    throw PosixFileError("lock", m_path, error);
+  }
+}
+
+void os_file::remove_all_locks() {
+  if (!is_open()) throw PosixFileError("unlock", m_path, EBADF);
+  struct flock record = ToFlock(os_file_lock(1, 0, 0, 0), F_UNLCK);
+  if (::fcntl(Fd(m_handle), F_OFD_SETLK, &record) != 0) throw PosixFileError("unlock", m_path, errno);
+}
+
+void Osl_File::open(const std::string& path, int flags, int access, unsigned long /*reserved*/) {
+  if (is_open()) close();
+  int mode = access == OSL_ACCESS_READ_WRITE ? O_RDWR : access == OSL_ACCESS_WRITE ? O_WRONLY : O_RDONLY;
+  if (flags & OSL_FILE_CREATE) mode |= O_CREAT;
+  if ((flags & OSL_FILE_CREATE) && (flags & OSL_FILE_EXCLUSIVE)) mode |= O_EXCL;
+  m_path = path;
+  int fd;
+  do {
+    fd = ::open(path.c_str(), mode | O_CLOEXEC, 0666);
+  } while (fd < 0 && errno == EINTR);
+  if (fd < 0) throw PosixFileError("open", path, errno);
+  // A directory opens read-only on POSIX; as on Win32 it is no file.
+  struct stat status{};
+  if (::fstat(fd, &status) == 0 && S_ISDIR(status.st_mode)) {
+    ::close(fd);
+    throw PosixFileError("open", path, EISDIR);
+  }
+  m_handle = fd;
+}
+
+bool os_set_file_pointer(os_native_handle handle, std::int64_t offset, int origin, std::int64_t* newPosition) {
+  const int whence = origin == 1 ? SEEK_CUR : origin == 2 ? SEEK_END : SEEK_SET;
+  const off_t position = ::lseek(Fd(handle), static_cast<off_t>(offset), whence);
+  if (position < 0) return false;
+  if (newPosition) *newPosition = position;
+  return true;
+}
+
+bool os_set_end_of_file(os_native_handle handle) {
+  const off_t position = ::lseek(Fd(handle), 0, SEEK_CUR);
+  if (position < 0) return false;
+  int result;
+  do {
+    result = ::ftruncate(Fd(handle), position);
+  } while (result != 0 && errno == EINTR);
+  return result == 0;
+}
+
+std::uint32_t os_last_error() { return static_cast<std::uint32_t>(errno); }
+
+std::string os_error_text(std::uint32_t error) { return std::strerror(static_cast<int>(error)); }
