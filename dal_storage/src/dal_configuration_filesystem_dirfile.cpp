@@ -1,0 +1,157 @@
+// Directory allocation under a disk root and the count kept in each date
+// directory's "dirfile.txt". Both callers hold the root's lockfile.
+#include <memory>
+#include <new>
+
+#include "dal_configuration_filesystem.h"
+#include "dal_media_filesystem.h"
+#include "dal_throw.h"
+#include "os_path.h"
+#include "os_text.h"
+#include "osl_directory.h"
+
+namespace {
+
+constexpr const char kSourceFile[] = "dal_storage/src/dal_configuration_filesystem";
+constexpr const char kDirFileName[] = "dirfile.txt";
+constexpr const char kCountKey[] = "NumberOfFilesInDirectory=";
+constexpr std::size_t kCountKeyLength = sizeof(kCountKey) - 1;
+constexpr const char kFilePrefix[] = "fnx_das_";
+constexpr const char kFileTimeFormat[] = "%H%M%S";
+constexpr int kCountIn = 1;
+constexpr int kLeastLimit = 10;
+
+// The whole text of a small file; throws os_file_toolkit_error.
+std::string ReadWholeFile(const std::string& path) {
+  Osl_File file;
+  file.open(path, 0, OSL_ACCESS_READ, 0);
+  file.seek(0, 2);
+  const long size = file.tell();
+  file.seek(0, 0);
+  std::unique_ptr<char[]> buffer;
+  try {
+    buffer.reset(new char[static_cast<std::size_t>(size) + 1]);
+  } catch (const std::bad_alloc&) {
+    DAL_THROW(Message("")["QRSDAL0005E"] << "CFnx_Dal_ConfigurationFileSystem::UpdateDirFile: ", 51, 12);
+  }
+  const int count = file.read(buffer.get(), static_cast<int>(size));
+  file.close();
+  return std::string(buffer.get(), count > 0 ? static_cast<std::size_t>(count) : 0);
+}
+
+}  // namespace
+
+void CFnx_Dal_ConfigurationFileSystem::ScanDirectories() {
+  const std::string prefix = GetDatePrefix();
+  long best = -1;
+  DAFileSystem::MakeDirectories(m_location);
+  for (const std::string& name : Osl_Directory(m_location, 0).filenames()) {
+    if (name == "." || name == "..") continue;
+    try {
+      const Osl_IO_Status status(os_path(m_location, name));
+      if ((status.mode() & Osl_IO_Status::TYPE_MASK) != Osl_IO_Status::TYPE_DIRECTORY) continue;
+    } catch (const os_io_toolkit_error&) {
+      continue;
+    }
+    const std::size_t separator = name.rfind('_');
+    if (separator == std::string::npos || name.compare(0, separator + 1, prefix) != 0) continue;
+    const long number = DalAtol(name.substr(separator + 1));
+    if (number > best) best = number;
+  }
+  m_directoryNumber = best == -1 ? 1 : static_cast<int>(best);
+  SetDirectoryName();
+}
+
+void CFnx_Dal_ConfigurationFileSystem::GetNewLocation(std::string& directory, std::string& name) {
+  const os_date today = os_date::today();
+  if (today > m_date) {
+    m_date = today;
+    ScanDirectories();
+  }
+  if (m_directoryNumber == -1) ScanDirectories();
+  for (;;) {
+    const std::string path = os_path(m_location, m_directoryName);
+    DAFileSystem::MakeDirectories(path);
+    if (UpdateDirFile(path, kCountIn, m_maxFilesPerDir)) break;
+    ++m_directoryNumber;  // full: the next number of the day
+    SetDirectoryName();
+  }
+  name = std::string(kFilePrefix) + os_time::now().to_string(kFileTimeFormat) + "_" + RandomNumber();
+  directory = os_path(m_location, m_directoryName);
+}
+
+bool CFnx_Dal_ConfigurationFileSystem::UpdateDirFile(const std::string& directory, int operation, int limit) {
+  const std::string path = os_path(directory, kDirFileName);
+  bool found = true;
+  long count = -1;
+  std::string text;
+  std::size_t valuePosition = std::string::npos;
+  std::size_t valueLength = std::string::npos;
+
+  try {
+    text = ReadWholeFile(path);
+    const std::size_t key = text.find(kCountKey);
+    if (key != std::string::npos) {
+      valuePosition = key + kCountKeyLength;
+      const std::size_t end = text.find(';', valuePosition);
+      if (end != std::string::npos) {
+        valueLength = end - valuePosition;
+        count = DalAtol(text.substr(valuePosition, valueLength));
+      }
+    }
+  } catch (const os_file_toolkit_error&) {
+    found = false;  // above all: no "dirfile.txt" yet
+    text.clear();
+    count = CountEntries(directory);
+  }
+  if (count == -1) count = CountEntries(directory);
+
+  if (operation == kCountIn) {
+    if (count >= limit) {
+      if (limit >= kLeastLimit) return false;
+      DAL_THROW(Message("")["QRSDAL0637E"] << "CFnx_Dal_ConfigurationFileSystem::UpdateDirFile: "
+                                           << "MaxFilesPerDir" << limit << "Configuration",
+                1281, 8);
+    }
+    ++count;
+  } else {
+    if (found) --count;
+    if (found && count == 1) {
+      try {
+        Osl_File_System::remove(path);  // only the count file is left
+      } catch (const os_file_toolkit_error&) {
+      }
+      return false;
+    }
+    if (!found && count == 0) return false;
+  }
+
+  const std::string value = std::to_string(count + (found ? 0 : 1));
+  if (!found) {
+    text = kCountKey + value + ";";
+  } else if (valuePosition == std::string::npos) {
+    text += kCountKey + value + ";";
+  } else if (valueLength == std::string::npos) {
+    text.resize(valuePosition);
+    text += value + ";";
+  } else {
+    text.replace(valuePosition, valueLength, value);
+  }
+
+  // Rewritten from the start and not truncated: a shorter text leaves the
+  // tail of the old one behind the ";", which the reader never looks at.
+  Osl_File file;
+  try {
+    file.open(path, OSL_FILE_CREATE, OSL_ACCESS_READ_WRITE, 0);
+    const int written = file.write(text.data(), static_cast<int>(text.size()));
+    if (written < static_cast<int>(text.size())) {
+      DAL_THROW(Message("")["QRSDAL0808E"] << "CFnx_Dal_ConfigurationFileSystem::UpdateDirFile: " << "DirFile",
+                1281, 8);
+    }
+    file.close();
+  } catch (...) {
+    AbandonFile(file);
+    throw;
+  }
+  return true;
+}

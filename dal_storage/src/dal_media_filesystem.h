@@ -1,0 +1,83 @@
+#pragma once
+// DAFileSystem: the media "disk". One stored file in one plain file.
+//
+// Locks (across processes and within one): the root's "lockfile" is held,
+// waiting, only while a new document is named and created and while a file
+// of a date directory is deleted; the document's own lock is taken without
+// waiting by every writing open and held until Close. Lockfile first,
+// document second. Readers take no lock.
+#include <cstdint>
+#include <string>
+
+#include "dal_media.h"
+#include "os_file.h"
+
+class DAFileSystem : public DAMedia {
+ public:
+  DAFileSystem();
+  ~DAFileSystem() override;
+  DAFileSystem(const DAFileSystem&) = delete;
+  DAFileSystem& operator=(const DAFileSystem&) = delete;
+
+  DAMedia* Clone() override;
+  const std::string& GetMediaName() override;
+  void OpenForReading(const std::string& location, CFnx_Dal_Configuration* config) override;
+  void OpenForReading(const std::string& location) override;
+  void OpenForWriting(CFnx_Dal_Configuration* config, const std::string& extension) override;
+  void OpenForWriting(const std::string& location, bool create) override;
+  void OpenForUpdate(const std::string& location) override;
+  void Close() override;
+  void SetLocation(const std::string& location) override;
+  std::int32_t Delete() override;
+  bool Write(const char* data, std::uint32_t length, std::uint32_t& written, std::uint32_t& counted,
+             std::int64_t offset) override;
+  bool Read(char* buffer, std::uint32_t length, std::uint32_t& read, std::int64_t offset) override;
+  void GetLocation(std::string& location) override;
+  std::int64_t GetFileSize() override;
+  bool Resize(std::int64_t size) override;
+
+  // Creates a directory and its missing parents; safe against other
+  // processes creating the same path at the same time.
+  static void MakeDirectories(const std::string& directory);
+
+ private:
+  void Init();
+  void SetPosition(std::int64_t offset, short origin);
+  std::int64_t GetPosition();
+  void Open();
+  // Takes the document lock without waiting; QRSDAL0514E when refused.
+  void LockDocument(const char* context, bool withErrorCode);
+  // Drops the locks and closes the file after a failed open; never throws.
+  void AbandonOpen() noexcept;
+  // The directory of the stored location, drive or UNC part included.
+  std::string LocationDirectory() const;
+
+  std::string m_location;  // full path; set by every open and SetLocation
+  int m_openFlags;         // of the last open
+  int m_accessMode;        // of the last open
+  Osl_File m_file;
+  os_file_lock m_lock;     // the document lock: exclusive, whole file
+  std::int64_t m_size;     // cached; 0: not measured yet
+  std::int64_t m_position; // cached file pointer
+};
+
+// Runs a transfer of length bytes as calls of at most 1 GiB, since the file
+// calls take an int. Returns the bytes moved, or -1 when the first call
+// failed; a later failure ends the transfer short.
+template <typename Transfer>
+std::int64_t TransferInChunks(std::uint32_t length, Transfer transfer) {
+  constexpr std::uint32_t kChunk = 1u << 30;
+  std::uint32_t done = 0;
+  while (done < length) {
+    const int chunk = static_cast<int>(length - done < kChunk ? length - done : kChunk);
+    const int n = transfer(done, chunk);
+    if (n < 0) return done == 0 ? -1 : done;
+    done += static_cast<std::uint32_t>(n);
+    if (n < chunk) break;
+  }
+  return done;
+}
+
+// Releases the locks of an open file and closes it, swallowing failures:
+// the clean-up of every path that leaves with an exception.
+void AbandonFile(Osl_File& file) noexcept;

@@ -1,0 +1,92 @@
+// DAFileSystem: delete with the book-keeping of its date directory, and resize.
+#include "dal_configuration_filesystem.h"
+#include "dal_media_filesystem.h"
+#include "dal_throw.h"
+#include "fnx_log.h"
+#include "os_path.h"
+#include "osl_directory.h"
+
+namespace {
+
+constexpr const char kSourceFile[] = "dal_storage/src/dal_media_filesystem";
+constexpr const char kLockFileName[] = "lockfile";
+constexpr std::int32_t kFileMissing = 7;
+
+void Log(const char* text, const std::string& value) {
+  CLogMsg(nullptr, nullptr, 1) << LogSeverity{1} << text << value << flush;
+}
+
+}  // namespace
+
+std::int32_t DAFileSystem::Delete() {
+  CFnx_Dal_Trace trace("DAFileSystem::Delete");
+  Log("DAFileSystem::Delete started, location : ", m_location);
+  if (!Osl_File_System::exists(m_location)) return kFileMissing;
+  Close();
+
+  const std::string directory = LocationDirectory();
+  Log("DAFileSystem::Delete dir : ", directory);
+  std::string trimmed = directory;
+  if (trimmed.size() > 1 && trimmed.back() == OS_PATH_SEPARATOR) trimmed.pop_back();
+  const std::size_t last = trimmed.rfind(OS_PATH_SEPARATOR);
+  const bool inDateDirectory = last != std::string::npos &&
+                               CFnx_Dal_ConfigurationFileSystem::IsDateDirectory(trimmed.substr(last + 1));
+
+  if (!inDateDirectory) {
+    Log("DAFileSystem::Delete remove file no lock: ", m_location);
+    try {
+      Osl_File_System::remove(m_location);
+    } catch (const os_file_toolkit_error& error) {
+      DAL_THROW(Message("")["QRSDAL0D08E"] << "DAFileSystem::Delete remove:" << m_location << error.native(), 3329,
+                8);
+    }
+    return 0;
+  }
+
+  // Under the root's lockfile: no new document of this root is named while
+  // the file, its count and perhaps its directory go.
+  const std::string lockPath = os_path(trimmed.substr(0, last), kLockFileName);
+  Osl_File lockFile;
+  std::string inWork;
+  try {
+    lockFile.open(lockPath, OSL_FILE_CREATE, OSL_ACCESS_READ_WRITE, 0);
+    try {
+      if (!lockFile.add_lock(os_file_lock(1, 0, 0, 0), /*wait=*/true)) {
+        std::string text = Message("")["QRSDAL0514E"] << "DAFileSystem::Delete lock: " << lockPath;
+        throw FNXError(text + " Error code: " + std::to_string(os_last_error()), 1287, 8, kSourceFile, __LINE__);
+      }
+    } catch (const os_file_toolkit_error&) {
+      // No locks on this file system: delete unlocked.
+    }
+    inWork = m_location;
+    Log("DAFileSystem::Delete remove file with lock: ", m_location);
+    Osl_File_System::remove(m_location);
+    if (!CFnx_Dal_ConfigurationFileSystem::UpdateDirFile(directory, 2, 0)) {
+      inWork = directory;
+      Log("DAFileSystem::Delete remove dir: ", directory);
+      Osl_Directory::remove(directory);
+    }
+  } catch (const os_file_toolkit_error& error) {
+    AbandonFile(lockFile);
+    DAL_THROW(Message("")["QRSDAL0D08E"] << "DAFileSystem::Delete:" << inWork << error.native(), 3329, 8);
+  } catch (...) {
+    AbandonFile(lockFile);
+    throw;
+  }
+  AbandonFile(lockFile);
+  return 0;
+}
+
+bool DAFileSystem::Resize(std::int64_t size) {
+  try {
+    const os_native_handle handle = m_file.descriptor();
+    SetPosition(size, 0);
+    if (!os_set_end_of_file(handle)) return false;
+    m_size = size;
+    m_position = size;
+    SetPosition(m_position, 0);
+    return true;
+  } catch (...) {
+    return false;
+  }
+}

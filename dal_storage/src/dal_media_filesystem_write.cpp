@@ -1,0 +1,182 @@
+// DAFileSystem: the writing opens, the document lock and Write.
+#include <algorithm>
+#include <cstdint>
+
+#include "dal_configuration_filesystem.h"
+#include "dal_media_filesystem.h"
+#include "dal_throw.h"
+#include "fnx_log.h"
+#include "os_path.h"
+#include "osl_directory.h"
+
+namespace {
+
+constexpr const char kSourceFile[] = "dal_storage/src/dal_media_filesystem";
+constexpr const char kLockFileName[] = "lockfile";
+constexpr int kNewFileFlags = OSL_FILE_CREATE | OSL_FILE_EXCLUSIVE;
+
+[[noreturn]] void ThrowLockRefused(const char* context, const std::string& path, bool withErrorCode, int line) {
+  std::string text = Message("")["QRSDAL0514E"] << context << path;
+  if (withErrorCode) text += " Error code: " + std::to_string(os_last_error());
+  throw FNXError(text, 1287, 8, kSourceFile, line);
+}
+
+// The root's lockfile, held while a new document is named and created.
+class RootLock {
+ public:
+  explicit RootLock(const std::string& root) : m_path(static_cast<std::string>(os_path(root, kLockFileName))) {
+    m_file.open(m_path, OSL_FILE_CREATE, OSL_ACCESS_READ_WRITE, 0);
+    try {
+      if (!m_file.add_lock(os_file_lock(1, 0, 0, 0), /*wait=*/true)) {
+        ThrowLockRefused("DAFileSystem:OpenForWriting: ", m_path, true, __LINE__);
+      }
+    } catch (const os_file_toolkit_error&) {
+      // A file system without locks: go on unlocked, as a single writer would.
+    }
+  }
+  ~RootLock() { AbandonFile(m_file); }
+  RootLock(const RootLock&) = delete;
+  RootLock& operator=(const RootLock&) = delete;
+
+ private:
+  std::string m_path;
+  Osl_File m_file;
+};
+
+}  // namespace
+
+void DAFileSystem::LockDocument(const char* context, bool withErrorCode) {
+  m_lock.set_lock(1, 0, 0, 0);
+  try {
+    if (!m_file.add_lock(m_lock, /*wait=*/false)) ThrowLockRefused(context, m_location, withErrorCode, __LINE__);
+  } catch (const os_file_toolkit_error&) {
+    // No locks on this file system: the document is written unlocked.
+  }
+}
+
+void DAFileSystem::OpenForWriting(CFnx_Dal_Configuration* config, const std::string& extension) {
+  CFnx_Dal_Trace trace("DAFileSystem::OpenForWriting()");
+  auto* diskConfig = static_cast<CFnx_Dal_ConfigurationFileSystem*>(config);
+  const std::string root = diskConfig->Get_Location();
+  MakeDirectories(root);
+  RootLock rootLock(root);
+  try {
+    for (;;) {
+      std::string directory;
+      std::string name;
+      diskConfig->GetNewLocation(directory, name);
+      MakeDirectories(directory);
+      m_location = os_path(directory, name, extension);
+      m_openFlags = kNewFileFlags;
+      m_accessMode = OSL_ACCESS_READ_WRITE;
+      try {
+        Open();
+        break;
+      } catch (const os_file_toolkit_error& error) {
+        // Another writer made the same name just now: count and name anew.
+        if (Osl_File_System::exists(m_location)) continue;
+        DAL_THROW(Message("")["QRSDAL0200E"] << "DAFileSystem:OpenForWriting: " << "" << error.native(), 1287, 8);
+      }
+    }
+    LockDocument("DAFileSystem:OpenForWriting: ", /*withErrorCode=*/true);
+    m_size = 0;
+    m_position = 0;
+  } catch (...) {
+    AbandonOpen();
+    throw;
+  }
+}
+
+void DAFileSystem::OpenForWriting(const std::string& location, bool create) {
+  CFnx_Dal_Trace trace("DAFileSystem::OpenForWriting()");
+  m_location = location;
+  if (create) {
+    if (Osl_File_System::exists(m_location)) {
+      DAL_THROW(Message("")["QRSDAL0505E"] << "DAFileSystem:OpenForWriting: " << m_location, 1285, 8);
+    }
+    MakeDirectories(LocationDirectory());
+    m_openFlags = kNewFileFlags;
+    m_accessMode = OSL_ACCESS_READ_WRITE;
+    try {
+      Open();
+    } catch (const os_file_toolkit_error& error) {
+      if (Osl_File_System::exists(m_location)) {
+        DAL_THROW(Message("")["QRSDAL0505E"] << "DAFileSystem:OpenForWriting: " << m_location, 1285, 8);
+      }
+      DAL_THROW(Message("")["QRSDAL0200E"] << "DAFileSystem:OpenForWriting: " << m_location << error.native(),
+                1287, 8);
+    }
+  } else {
+    if (!Osl_File_System::exists(m_location)) {
+      DAL_THROW(Message("")["QRSDAL0506E"] << "DAFileSystem:OpenForWriting: " << m_location, 1286, 8);
+    }
+    m_openFlags = 0;
+    m_accessMode = OSL_ACCESS_READ_WRITE;
+    try {
+      Open();
+    } catch (const os_file_toolkit_error& error) {
+      DAL_THROW(Message("")["QRSDAL0200E"] << "DAFileSystem:OpenForWriting: " << "" << error.native(), 1287, 8);
+    }
+  }
+  try {
+    LockDocument("DAFileSystem:OpenForWriting: ", /*withErrorCode=*/false);
+    m_size = 0;
+    m_position = 0;
+    if (!create) GetFileSize();  // written from its start
+  } catch (...) {
+    AbandonOpen();
+    throw;
+  }
+}
+
+void DAFileSystem::OpenForUpdate(const std::string& location) {
+  CFnx_Dal_Trace trace("DAFileSystem::OpenForUpdate()");
+  m_location = location;
+  if (!Osl_File_System::exists(m_location)) {
+    DAL_THROW(Message("")["QRSDAL0506E"] << "DAFileSystem:OpenForUpdate: " << m_location, 1286, 8);
+  }
+  m_openFlags = 0;
+  m_accessMode = OSL_ACCESS_READ_WRITE;
+  try {
+    Open();
+  } catch (const os_file_toolkit_error& error) {
+    DAL_THROW(Message("")["QRSDAL0200E"] << "DAFileSystem:OpenForUpdate: " << "" << error.native(), 1287, 8);
+  }
+  try {
+    LockDocument("DAFileSystem:OpenForUpdate: ", /*withErrorCode=*/false);
+    m_size = 0;
+    m_position = 0;
+    m_position = GetFileSize();
+    SetPosition(m_position, 0);
+  } catch (...) {
+    AbandonOpen();
+    throw;
+  }
+}
+
+bool DAFileSystem::Write(const char* data, std::uint32_t length, std::uint32_t& written, std::uint32_t& counted,
+                         std::int64_t offset) {
+  CFnx_Dal_Trace trace("DAFileSystem::Write");
+  if (offset != -1 && offset != m_position) {
+    SetPosition(offset, 0);
+    m_position = offset;
+  }
+  const std::int64_t untilEnd = m_size - m_position;
+  const std::int64_t count = TransferInChunks(length, [&](std::uint32_t done, int chunk) {
+    return m_file.write(data + done, chunk);
+  });
+  m_position = GetPosition();
+  if (count < 0) {
+    written = 0;
+    counted = 0;
+    return false;
+  }
+  written = static_cast<std::uint32_t>(count);
+  counted = 0;
+  if (count > untilEnd) {
+    const std::int64_t growth = count - untilEnd;
+    m_size += growth;
+    counted = static_cast<std::uint32_t>(std::min<std::int64_t>(growth, UINT32_MAX));
+  }
+  return true;
+}
