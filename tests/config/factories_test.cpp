@@ -1,0 +1,167 @@
+// The media and configuration factories, the configuration classes and the
+// version registration.
+#include <gtest/gtest.h>
+
+#include <list>
+#include <memory>
+#include <regex>
+#include <string>
+
+#include "dal_configuration.h"
+#include "dal_configuration_filesystem.h"
+#include "dal_configuration_tape.h"
+#include "dal_media.h"
+#include "dal_media_filesystem.h"
+#include "dal_versions.h"
+#include "fnx_expect.h"
+#include "temp_dir.h"
+
+// The hand-over's parameter block: the library only passes it on.
+struct migrate_parameters {};
+
+namespace {
+
+CFnx_Dal_ConfigValues FilledValues() {
+  CFnx_Dal_ConfigValues values;
+  values.m_maxPageSize = 1;
+  values.m_maxFilesPerDir = 2;
+  values.m_location = "root";
+  values.m_backupFlag = true;
+  values.m_volumeInfo = "info";
+  values.m_carriedString1 = "c1";
+  values.m_statusLine = "status";
+  values.m_type = 8;
+  values.m_carriedString2 = "c2";
+  values.m_name = "name";
+  values.m_deviceName = "device";
+  values.m_dasName = "das";
+  values.m_volumeName = "volume";
+  values.m_newVolume1 = true;
+  values.m_newVolume2 = true;
+  values.m_forceLabel = true;
+  values.m_carriedNumber1 = 17;
+  values.m_carriedNumber2 = 18;
+  values.m_endBlock = 19;
+  return values;
+}
+
+TEST(MediaFactory, MakesADistinctDiskMediaForAnyCase) {
+  CFnx_Dal_MediaFactory* factory = CFnx_Dal_MediaFactory::Instance();
+  EXPECT_EQ(factory, CFnx_Dal_MediaFactory::Instance());
+  std::unique_ptr<DAMedia> lower(factory->Create("disk"));
+  std::unique_ptr<DAMedia> upper(factory->Create("DISK"));
+  std::unique_ptr<DAMedia> mixed(factory->Create("dIsK"));
+  ASSERT_TRUE(lower && upper && mixed);
+  EXPECT_NE(lower.get(), upper.get());
+  EXPECT_EQ(mixed->GetMediaName(), "disk");
+  for (const char* unknown : {"centera", "", "floppy"}) EXPECT_EQ(factory->Create(unknown), nullptr) << unknown;
+  std::list<std::string> names{"stale"};
+  factory->GetRegistered(names);
+  EXPECT_EQ(names.front(), "DISK");
+}
+
+TEST(MediaFactory, CloneOfAnOpenMediaIsClosedAndUnlocated) {
+  TempDir dir;
+  const std::string path = dir.Join("file");
+  WriteFile(path, "12345");
+  DAFileSystem media;
+  media.OpenForReading(path);
+  EXPECT_EQ(media.GetFileSize(), 5);
+  std::unique_ptr<DAMedia> clone(media.Clone());
+  std::string location = "stale";
+  clone->GetLocation(location);
+  EXPECT_EQ(location, "");
+  EXPECT_EQ(clone->GetFileSize(), 0);
+  media.Close();
+  EXPECT_EQ(media.GetFileSize(), 5) << "the size is kept after Close";
+}
+
+TEST(MediaDefaults, BackupAndHandOverDoNothing) {
+  DAFileSystem media;
+  CFnx_Dal_ConfigurationTape config;
+  media.BackupStart(&config);
+  media.BackupEnd(&config);
+  std::string result = "kept";
+  migrate_parameters parameters;
+  EXPECT_EQ(media.write_file_to_centera("target", result, parameters), 0);
+  EXPECT_EQ(result, "kept");
+}
+
+TEST(ConfigurationFactory, OnlyDiskIsRegistered) {
+  for (const char* type : {"disk", "DISK", "Disk"}) {
+    std::unique_ptr<CFnx_Dal_Configuration> config(Create_Dal_Configuration(type, FilledValues()));
+    EXPECT_EQ(config->GetName(), "disk");
+    EXPECT_EQ(config->GetMaxPageSize(), 1);
+    EXPECT_EQ(config->Get_Location(), "root");
+  }
+  ExpectFnxError([] { Create_Dal_Configuration("tape", FilledValues()); }, "QRSDAL0515E", 1280, 12);
+  const std::string text =
+      ExpectFnxError([] { Create_Dal_Configuration("centera", FilledValues()); }, "QRSDAL0515E", 1280, 12);
+  EXPECT_NE(text.find("centera"), std::string::npos);
+  CFnx_Dal_ConfigurationFactory* factory = CFnx_Dal_ConfigurationFactory::Instance();
+  std::list<std::string> names{"a", "b"};
+  factory->GetRegistered(names);
+  EXPECT_EQ(names, std::list<std::string>{"DISK"});
+  std::unique_ptr<CFnx_Dal_Configuration> a(factory->Create("disk"));
+  std::unique_ptr<CFnx_Dal_Configuration> b(factory->Create("disk"));
+  EXPECT_NE(a.get(), b.get());
+  EXPECT_EQ(a->Get_Location(), "") << "Create alone gives an object that has seen no values";
+}
+
+TEST(DiskConfiguration, KeepsThreeValuesAndNormalisesTheRoot) {
+  CFnx_Dal_ConfigValues values = FilledValues();
+  values.m_location = "a/b\\c";
+  std::unique_ptr<CFnx_Dal_Configuration> config(Create_Dal_Configuration("disk", values));
+  std::string expected = "a/b/c";
+  DalParsePathSeparators(expected);
+  EXPECT_EQ(config->Get_Location(), expected);
+  CFnx_Dal_ConfigValues out;
+  out.m_statusLine = "untouched";
+  out.m_endBlock = 77;
+  config->GetValues(out);
+  EXPECT_EQ(out.m_maxPageSize, 1);
+  EXPECT_EQ(out.m_maxFilesPerDir, 2);
+  EXPECT_EQ(out.m_location, expected);
+  EXPECT_EQ(out.m_statusLine, "untouched");
+  EXPECT_EQ(out.m_endBlock, 77u);
+  std::unique_ptr<CFnx_Dal_Configuration> clone(config->Clone());
+  EXPECT_EQ(clone->Get_Location(), "");
+}
+
+TEST(TapeConfiguration, KeepsTheWholeRecord) {
+  CFnx_Dal_ConfigurationTape config;
+  config.SetValues(FilledValues());
+  CFnx_Dal_ConfigValues out;
+  config.GetValues(out);
+  const CFnx_Dal_ConfigValues in = FilledValues();
+  EXPECT_EQ(out.m_volumeInfo, in.m_volumeInfo);
+  EXPECT_EQ(out.m_dasName, in.m_dasName);
+  EXPECT_EQ(out.m_carriedString2, in.m_carriedString2);
+  EXPECT_EQ(out.m_type, in.m_type);
+  EXPECT_EQ(out.m_endBlock, in.m_endBlock);
+  EXPECT_TRUE(out.m_backupFlag && out.m_newVolume1 && out.m_newVolume2 && out.m_forceLabel);
+  EXPECT_EQ(out.m_carriedNumber1 + out.m_carriedNumber2, 35);
+  EXPECT_EQ(config.GetName(), "tape");
+  EXPECT_EQ(config.Get_Location(), "root");
+  CFnx_Dal_ConfigurationTape copy(config);
+  EXPECT_EQ(copy.Get_Location(), "root");
+  std::unique_ptr<CFnx_Dal_Configuration> clone(config.Clone());
+  EXPECT_EQ(clone->Get_Location(), "");
+  EXPECT_TRUE(std::regex_match(config.GetCurDateFormat(), std::regex(R"(\d{4}\.\d{2}\.\d{2})")));
+  EXPECT_TRUE(std::regex_match(config.GetCurTimeFormat(), std::regex(R"(\d{2}\.\d{2}\.\d{2})")));
+}
+
+TEST(Versions, TheLibraryRegistersAtLoadAndOnRequest) {
+  const std::regex form(R"(@\(#\)VER_INF0\|dal_storage\|\d+\.\d+\.\d+\|[^|]+\|)");
+  bool atLoad = false;
+  for (const auto& entry : FnxVr_Versions::Process().Entries()) {
+    if (entry.first == "dal_storage") atLoad = std::regex_match(entry.second, form);
+  }
+  EXPECT_TRUE(atLoad);
+  FnxVr_Versions versions;
+  GetVersionsList_dal_storage(versions);
+  ASSERT_EQ(versions.Entries().size(), 1u);
+  EXPECT_TRUE(std::regex_match(versions.Entries()[0].second, form)) << versions.Entries()[0].second;
+}
+
+}  // namespace
