@@ -113,7 +113,8 @@ TEST_F(ThreeFileDocument, CopiesAreIndependentAndStartClosed) {
   EXPECT_EQ(ReadAt(copy, 100, -1), whole);
   CFnx_Dal_Storage assigned;
   assigned = copy;
-  assigned = assigned;
+  CFnx_Dal_Storage& alias = assigned;
+  assigned = alias;  // self-assignment keeps the files
   ASSERT_TRUE(assigned.OpenForReading(nullptr));
   EXPECT_EQ(assigned.GetName(), location);
 }
