@@ -67,7 +67,7 @@ void tape_width_format(char (&format)[16], int width);
 
 // Writes value into the width bytes of field as the width format prints it,
 // keeping the first width characters (a seven-digit number in six bytes keeps
-// its first six digits). Writes no terminator.
+// its first six digits). Writes no terminator. REQUIRES: 1 <= width <= 16.
 void tape_put_number(char* field, int width, std::int32_t value);
 
 // Reads a number field as "%d" reads a terminated copy of it: leading white

@@ -137,11 +137,11 @@ void tape_width_format(char (&format)[16], int width) {
 void tape_put_number(char* field, int width, std::int32_t value) {
   char format[16];
   tape_width_format(format, width);
-  char text[32];  // 16 digits and a sign at most
+  char text[32];
   const int length = std::snprintf(text, sizeof text, format, static_cast<int>(value));
-  const int copied = std::min(width, std::max(length, 0));
-  std::memcpy(field, text, static_cast<std::size_t>(copied));
-  // A width format always prints at least width characters; nothing is left.
+  // The width format prints at least width characters, so the whole field is written.
+  const int printed = std::clamp(length, 0, static_cast<int>(sizeof text) - 1);
+  std::memcpy(field, text, static_cast<std::size_t>(std::min(width, printed)));
 }
 
 std::int32_t tape_get_number(const char* field, std::size_t width) {
@@ -209,8 +209,9 @@ void tape_file_label::set_start(const std::string& date, const std::string& time
   SetStamp(basic.creation_date, basic.separator, basic.creation_time, date, time);
   PutField(basic.BLKSIZE, static_cast<std::int32_t>(kTapeRecordSize));
   PutPosition(basic.partition_number, basic.start_Offset_low, basic.start_Offset_High, position);
-  // Start labels have always carried a blank at the head of end_Offset_low;
-  // it is the mark of a start label in a dump.
+  // A start label's end_Offset_low is a blank and nine "0", as on every
+  // volume written so far: the blank is where start_Offset_High's formatting
+  // used to end.
   basic.end_Offset_low[0] = ' ';
   CopyFrom(reinterpret_cast<char*>(&basic.m_vol_id), kTapeVolumeIdSize, volume_info, kTapeVolumeIdOffset);
   CopyFrom(basic.das_name, sizeof basic.das_name, volume_info, offsetof(tape_volume_label, das_name));
