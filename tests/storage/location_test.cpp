@@ -58,4 +58,26 @@ TEST(ParseMediaLocation, AnyMediaButTapeEmptiesTheOutputs) {
   }
 }
 
+TEST(ParseMediaLocation, TakesATapeLocationApart) {
+  std::string location = std::string(60, ' ');
+  location.replace(0, 7, "DAS_ONE");
+  location += std::string(120, ' ');
+  location.replace(60, 6, "config");
+  // volume name, volume date, volume time, file number, date, time, record size,
+  // partition, start low, start high, end low, end high, length
+  location += "VOL1            2026.11.2309.15.00000001" "2026.11.2309.16.00065536" "0000000001"
+              "0000000001" "0000000000" "0000000003" "0000000000" "0000000000000700";
+  ASSERT_EQ(location.size(), 310u);
+  std::string das, config, volume;
+  ASSERT_TRUE(ParseMediaLocation("tape", location, das, config, volume));
+  EXPECT_EQ(das, "DAS_ONE");
+  EXPECT_EQ(config, "config");
+  EXPECT_EQ(volume, "VOL1            2026.11.23 09.15.00");
+  for (const std::string& refused : {std::string(), std::string(179, ' '), std::string("tape@x,0,1")}) {
+    das = config = volume = "stale";
+    EXPECT_FALSE(ParseMediaLocation("tape", refused, das, config, volume)) << refused.size();
+    EXPECT_TRUE(das.empty() && config.empty() && volume.empty());
+  }
+}
+
 }  // namespace
