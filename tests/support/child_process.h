@@ -1,0 +1,42 @@
+#pragma once
+// Real child processes for the multi-process suites: a helper executable that
+// lies next to the test executable is started with arguments, waited for, or
+// killed hard (SIGKILL, TerminateProcess) to leave its locks behind it.
+#include <chrono>
+#include <functional>
+#include <string>
+#include <vector>
+
+class ChildProcess {
+ public:
+  // Starts `helper` (a file name next to the running test executable) with
+  // `args`. Throws std::runtime_error when it cannot be started.
+  ChildProcess(const std::string& helper, const std::vector<std::string>& args);
+  ~ChildProcess();  // kills a child still running, then reaps it
+  ChildProcess(const ChildProcess&) = delete;
+  ChildProcess& operator=(const ChildProcess&) = delete;
+  ChildProcess(ChildProcess&& other) noexcept;
+  ChildProcess& operator=(ChildProcess&&) = delete;
+
+  // Waits for the child to end (once; later calls repeat the result): its exit
+  // code, or -1 when a signal ended it.
+  int Wait();
+  // Ends the child at once, without any clean-up of its own.
+  void Kill();
+
+ private:
+  bool m_running = false;
+  int m_exitCode = -1;
+#ifdef _WIN32
+  void* m_process = nullptr;
+#else
+  int m_pid = -1;
+#endif
+};
+
+// The directory of the running executable, with a trailing separator.
+std::string ExecutableDirectory();
+
+// Polls `condition` until it holds or `limit` passes; true when it held.
+bool WaitUntil(const std::function<bool()>& condition,
+               std::chrono::milliseconds limit = std::chrono::seconds(30));
