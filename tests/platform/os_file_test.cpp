@@ -1,195 +1,277 @@
-// Files, locks, directories and dates of the platform layer, against the
-// real file system of whichever platform runs the suite.
+// Osl_File opens, transfers and positions; the 64-bit handle calls of the disk media.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <atomic>
-#include <filesystem>
+#include <cstdint>
+#include <climits>
+#include <ostream>
 #include <string>
-#include <thread>
 #include <vector>
 
-#include "os_datetime.h"
 #include "os_file.h"
 #include "osl_directory.h"
 #include "temp_dir.h"
+#include "toolkit_expect.h"
 
 namespace {
 
-const os_file_lock kWholeFile(1, 0, 0, 0);
+constexpr std::int64_t kGiB = std::int64_t{1} << 30;
 
-TEST(OslFile, OpenFlagsCreateRefuseAndNeverCut) {
-  struct Case {
-    const char* name;
-    bool exists;
-    int flags;
-    bool opens;
-  };
-  const Case cases[] = {
-      {"plain open of a missing file", false, 0, false},
-      {"plain open of a file", true, 0, true},
-      {"create a missing file", false, OSL_FILE_CREATE, true},
-      {"create over a file keeps it", true, OSL_FILE_CREATE, true},
-      {"exclusive create of a new file", false, OSL_FILE_CREATE | OSL_FILE_EXCLUSIVE, true},
-      {"exclusive create over a file", true, OSL_FILE_CREATE | OSL_FILE_EXCLUSIVE, false},
-  };
-  for (const Case& c : cases) {
-    TempDir dir;
-    const std::string path = dir.Join("doc");
-    if (c.exists) WriteFile(path, "kept");
-    Osl_File file;
-    try {
-      file.open(path, c.flags, OSL_ACCESS_READ_WRITE, 0);
-      EXPECT_TRUE(c.opens) << c.name;
-      EXPECT_TRUE(file.is_open()) << c.name;
-      file.close();
-      EXPECT_EQ(ReadFile(path), c.exists ? "kept" : "") << c.name;
-    } catch (const os_file_toolkit_error& error) {
-      EXPECT_FALSE(c.opens) << c.name << ": " << error.what();
-      EXPECT_NE(error.native(), 0u) << c.name;
-      EXPECT_NE(std::string(error.what()).find(path), std::string::npos) << error.what();
-      EXPECT_FALSE(file.is_open()) << c.name;
-      EXPECT_EQ(file.descriptor(), os_invalid_handle) << c.name;
-    }
+// Size of the file behind an open handle, read as the disk media reads it.
+std::int64_t SizeOf(os_native_handle handle) {
+  std::int64_t size = -1;
+  EXPECT_TRUE(os_set_file_pointer(handle, 0, 2, &size)) << os_error_text(os_last_error());
+  return size;
+}
+
+std::int64_t PositionOf(os_native_handle handle) {
+  std::int64_t position = -1;
+  EXPECT_TRUE(os_set_file_pointer(handle, 0, 1, &position)) << os_error_text(os_last_error());
+  return position;
+}
+
+enum class Before { Absent, FileWithContent, Directory };
+
+struct OpenCase {
+  const char* name;
+  Before before;
+  int flags;
+  int access;
+  std::uint32_t error;  // 0: the open succeeds
+  const char* contentAfter;  // of the file after a successful open; null: not checked
+};
+
+const OpenCase kOpenCases[] = {
+    {"MissingFileIsNotFound", Before::Absent, 0, OSL_ACCESS_READ, native_error::kFileNotFound, nullptr},
+    {"MissingFileForUpdateIsNotFound", Before::Absent, 0, OSL_ACCESS_READ_WRITE, native_error::kFileNotFound,
+     nullptr},
+    {"ExclusiveAloneCreatesNothing", Before::Absent, OSL_FILE_EXCLUSIVE, OSL_ACCESS_READ_WRITE,
+     native_error::kFileNotFound, nullptr},
+    {"CreateMakesAMissingFile", Before::Absent, OSL_FILE_CREATE, OSL_ACCESS_READ_WRITE, 0, ""},
+    {"CreateKeepsAnExistingFile", Before::FileWithContent, OSL_FILE_CREATE, OSL_ACCESS_READ_WRITE, 0, "keep me"},
+    {"CreateExclusiveMakesAMissingFile", Before::Absent, OSL_FILE_CREATE | OSL_FILE_EXCLUSIVE,
+     OSL_ACCESS_READ_WRITE, 0, ""},
+    {"CreateExclusiveRefusesAnExistingFile", Before::FileWithContent, OSL_FILE_CREATE | OSL_FILE_EXCLUSIVE,
+     OSL_ACCESS_READ_WRITE, native_error::kFileExists, "keep me"},
+    {"ReadOpensAnExistingFile", Before::FileWithContent, 0, OSL_ACCESS_READ, 0, "keep me"},
+    {"UpdateOpensAnExistingFile", Before::FileWithContent, 0, OSL_ACCESS_READ_WRITE, 0, "keep me"},
+};
+
+void PrintTo(const OpenCase& c, std::ostream* out) { *out << c.name; }
+
+class OslFileOpen : public ::testing::TestWithParam<OpenCase> {};
+
+TEST_P(OslFileOpen, FlagsAndAccess) {
+  const OpenCase& c = GetParam();
+  TempDir dir;
+  const std::string path = dir.Join("document");
+  if (c.before == Before::FileWithContent) WriteFile(path, "keep me");
+  Osl_File file;
+  if (c.error != 0) {
+    EXPECT_EQ(ExpectToolkitError<os_file_toolkit_error>([&] { file.open(path, c.flags, c.access, 0); }, path),
+              c.error);
+    EXPECT_FALSE(file.is_open());
+    EXPECT_EQ(file.descriptor(), os_invalid_handle);
+  } else {
+    file.open(path, c.flags, c.access, 0);
+    EXPECT_TRUE(file.is_open());
+    EXPECT_NE(file.descriptor(), os_invalid_handle);
+    file.close();
+  }
+  if (c.contentAfter) {
+    EXPECT_EQ(ReadFile(path), c.contentAfter);
+  } else {
+    EXPECT_FALSE(Osl_File_System::exists(path)) << "a failed open left a file behind";
   }
 }
 
-TEST(OslFile, ADirectoryDoesNotOpenAsAFile) {
+INSTANTIATE_TEST_SUITE_P(Cases, OslFileOpen, ::testing::ValuesIn(kOpenCases),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST(OslFile, MissingDirectoryAndDirectoryItselfAreRefused) {
   TempDir dir;
+  const std::string inMissing = dir.Join("missing/document");
   Osl_File file;
-  EXPECT_THROW(file.open(dir.path(), 0, OSL_ACCESS_READ, 0), os_file_toolkit_error);
+  EXPECT_EQ(ExpectToolkitError<os_file_toolkit_error>(
+                [&] { file.open(inMissing, OSL_FILE_CREATE, OSL_ACCESS_READ_WRITE, 0); }, inMissing),
+            native_error::kPathNotFound);
+  // A directory is no file: the disk media must not take one for a document.
+  const std::string directory = dir.Join("sub");
+  Osl_Directory::create(directory);
+  ExpectToolkitError<os_file_toolkit_error>([&] { file.open(directory, 0, OSL_ACCESS_READ, 0); }, directory);
   EXPECT_FALSE(file.is_open());
 }
 
-TEST(OslFile, TransfersCountBytesAndFailWhenClosed) {
+TEST(OslFile, AccessModeLimitsTransfers) {
   TempDir dir;
-  Osl_File file;
-  file.open(dir.Join("doc"), OSL_FILE_CREATE, OSL_ACCESS_READ_WRITE, 0);
-  EXPECT_EQ(file.write("hello", 5), 5);
-  EXPECT_EQ(file.tell(), 5);
-  EXPECT_EQ(file.seek(1, 0), 1);
-  char buffer[16] = {};
-  EXPECT_EQ(file.read(buffer, sizeof buffer), 4);
-  EXPECT_EQ(std::string(buffer, 4), "ello");
-  EXPECT_EQ(file.read(buffer, sizeof buffer), 0) << "at the end";
-  file.close();
-  EXPECT_LT(file.read(buffer, sizeof buffer), 0);
-  EXPECT_LT(file.write("x", 1), 0);
-  EXPECT_THROW(file.add_lock(kWholeFile, false), os_file_toolkit_error);
+  const std::string path = dir.Join("document");
+  WriteFile(path, "abc");
+  char buffer[8] = {};
+
+  Osl_File reader;
+  reader.open(path, 0, OSL_ACCESS_READ, 0);
+  EXPECT_LT(reader.write("x", 1), 0) << "a read-only open wrote";
+  EXPECT_EQ(reader.read(buffer, 8), 3);
+
+  Osl_File writer;
+  writer.open(path, 0, OSL_ACCESS_WRITE, 0);
+  EXPECT_LT(writer.read(buffer, 1), 0) << "a write-only open read";
+  EXPECT_EQ(writer.write("X", 1), 1);
+  writer.close();
+  EXPECT_EQ(ReadFile(path), "Xbc");
 }
 
-// Positions past 4 GiB go through the 64-bit calls; the toolkit's 32-bit
-// seek refuses them instead of wrapping.
-TEST(OslFile, SixtyFourBitPositionsAndEndOfFile) {
+TEST(OslFile, TransfersCountBytesAndStopAtTheEnd) {
   TempDir dir;
-  const std::string path = dir.Join("big");
+  const std::string path = dir.Join("document");
   Osl_File file;
   file.open(path, OSL_FILE_CREATE, OSL_ACCESS_READ_WRITE, 0);
-  const std::int64_t beyond = (std::int64_t{1} << 32) + 16;
-  std::int64_t position = 0;
-  ASSERT_TRUE(os_set_file_pointer(file.descriptor(), beyond, 0, &position));
-  EXPECT_EQ(position, beyond);
-  ASSERT_TRUE(os_set_end_of_file(file.descriptor()));
-  ASSERT_TRUE(os_set_file_pointer(file.descriptor(), 0, 2, &position));
-  EXPECT_EQ(position, beyond);
-  EXPECT_THROW(file.tell(), os_file_toolkit_error);
+  std::string block(100000, '\0');
+  for (std::size_t i = 0; i < block.size(); ++i) block[i] = static_cast<char>(i * 7);
+  ASSERT_EQ(file.write(block.data(), static_cast<int>(block.size())), 100000);
+  EXPECT_EQ(file.seek(0, 0), 0);
 
-  ASSERT_TRUE(os_set_file_pointer(file.descriptor(), 10, 0, nullptr));
-  ASSERT_TRUE(os_set_end_of_file(file.descriptor()));
-  EXPECT_EQ(file.seek(0, 2), 10);
-  EXPECT_FALSE(os_set_file_pointer(file.descriptor(), -20, 1, nullptr)) << "before the start";
-  EXPECT_NE(os_last_error(), 0u);
-  EXPECT_FALSE(os_error_text(os_last_error()).empty());
+  std::string back(block.size() + 10, 'z');
+  EXPECT_EQ(file.read(back.data(), static_cast<int>(back.size())), 100000) << "a short count at the end";
+  EXPECT_EQ(back.substr(0, block.size()), block);
+  EXPECT_EQ(file.read(back.data(), 10), 0) << "no end of file reported";
+  EXPECT_EQ(file.write(block.data(), 0), 0);
+}
+
+TEST(OslFile, ClosedFileRefusesEverythingAndReopenTakesTheNewFile) {
+  TempDir dir;
+  const std::string first = dir.Join("first");
+  const std::string second = dir.Join("second");
+  WriteFile(first, "1");
+  WriteFile(second, "2");
+  Osl_File file;
+  char c = 0;
+  EXPECT_LT(file.read(&c, 1), 0);
+  EXPECT_LT(file.write(&c, 1), 0);
+  EXPECT_EQ(file.descriptor(), os_invalid_handle);
+
+  file.open(first, 0, OSL_ACCESS_READ, 0);
+  file.open(second, 0, OSL_ACCESS_READ, 0);  // closes the first
+  ASSERT_EQ(file.read(&c, 1), 1);
+  EXPECT_EQ(c, '2');
   file.close();
-  EXPECT_EQ(std::filesystem::file_size(path), 10u);
+  file.close();  // a second close is harmless
+  EXPECT_FALSE(file.is_open());
+  EXPECT_LT(file.read(&c, 1), 0);
+  // The first file was closed by the reopen: it can be removed everywhere.
+  Osl_File_System::remove(first);
 }
 
-// Two objects of one process exclude each other as two processes do, and
-// one object's close never drops another's lock.
-TEST(OsFileLock, LocksBelongToTheOpenFile) {
+TEST(OsFileSeek, OriginsAndTell) {
   TempDir dir;
-  const std::string path = dir.Join("lockfile");
-  Osl_File first, second, third;
-  first.open(path, OSL_FILE_CREATE, OSL_ACCESS_READ_WRITE, 0);
-  second.open(path, OSL_FILE_CREATE, OSL_ACCESS_READ_WRITE, 0);
-  third.open(path, OSL_FILE_CREATE, OSL_ACCESS_READ_WRITE, 0);
-
-  ASSERT_TRUE(first.add_lock(kWholeFile, false));
-  EXPECT_TRUE(first.add_lock(kWholeFile, false)) << "the holder may ask again";
-  EXPECT_FALSE(second.add_lock(kWholeFile, false));
-  first.remove_all_locks();
-  ASSERT_TRUE(second.add_lock(kWholeFile, false));
-  first.close();
-  EXPECT_FALSE(third.add_lock(kWholeFile, false)) << "another object's close took the lock";
-  second.close();
-  EXPECT_TRUE(third.add_lock(kWholeFile, false)) << "closing releases the lock";
+  Osl_File file;
+  file.open(dir.Join("document"), OSL_FILE_CREATE, OSL_ACCESS_READ_WRITE, 0);
+  ASSERT_EQ(file.write("0123456789", 10), 10);
+  EXPECT_EQ(file.tell(), 10);
+  EXPECT_EQ(file.seek(3, 0), 3);
+  EXPECT_EQ(file.seek(2, 1), 5);
+  EXPECT_EQ(file.tell(), 5);
+  EXPECT_EQ(file.seek(-4, 2), 6);
+  char c = 0;
+  ASSERT_EQ(file.read(&c, 1), 1);
+  EXPECT_EQ(c, '6');
+  EXPECT_EQ(file.seek(20, 0), 20) << "a seek past the end is allowed";
 }
 
-TEST(OsFileLock, AWaitingLockIsGrantedOnlyAfterTheRelease) {
+// A refused seek must leave the position where it was: the caller goes on
+// reading or writing at the old position after catching the error.
+TEST(OsFileSeek, RefusedSeekLeavesThePositionUnchanged) {
   TempDir dir;
-  const std::string path = dir.Join("lockfile");
-  Osl_File holder, waiter;
-  holder.open(path, OSL_FILE_CREATE, OSL_ACCESS_READ_WRITE, 0);
-  waiter.open(path, OSL_FILE_CREATE, OSL_ACCESS_READ_WRITE, 0);
-  ASSERT_TRUE(holder.add_lock(kWholeFile, false));
+  Osl_File file;
+  const std::string path = dir.Join("document");
+  file.open(path, OSL_FILE_CREATE, OSL_ACCESS_READ_WRITE, 0);
+  ASSERT_EQ(file.write("0123456789", 10), 10);
+  ASSERT_EQ(file.seek(4, 0), 4);
 
-  std::atomic<bool> released{false};
-  bool releasedAtGrant = false;
-  bool granted = false;
-  std::thread waiting([&] {
-    granted = waiter.add_lock(kWholeFile, true);
-    releasedAtGrant = released.load();
-  });
-  released = true;
-  holder.remove_all_locks();
-  waiting.join();
-  EXPECT_TRUE(granted);
-  EXPECT_TRUE(releasedAtGrant);
+  ExpectToolkitError<os_file_toolkit_error>([&] { file.seek(-5, 1); }, path);  // before the start
+  EXPECT_EQ(PositionOf(file.descriptor()), 4);
+  ExpectToolkitError<os_file_toolkit_error>([&] { file.seek(-11, 2); }, path);
+  EXPECT_EQ(PositionOf(file.descriptor()), 4);
+  // Beyond the 32 bits of the toolkit's positions.
+  ExpectToolkitError<os_file_toolkit_error>([&] { file.seek(INT32_MAX, 1); }, path);
+  EXPECT_EQ(PositionOf(file.descriptor()), 4);
+  if constexpr (sizeof(long) > 4) {  // only a 64-bit long can ask for it directly
+    ExpectToolkitError<os_file_toolkit_error>([&] { file.seek(static_cast<long>(4 * kGiB), 0); }, path);
+    EXPECT_EQ(PositionOf(file.descriptor()), 4);
+  }
+  char c = 0;
+  ASSERT_EQ(file.read(&c, 1), 1);
+  EXPECT_EQ(c, '4');
+
+  // tell on a position that only the 64-bit calls can reach is refused too,
+  // and moves nothing.
+  ASSERT_TRUE(os_set_file_pointer(file.descriptor(), 3 * kGiB, 0, nullptr));
+  ExpectToolkitError<os_file_toolkit_error>([&] { file.tell(); }, path);
+  EXPECT_EQ(PositionOf(file.descriptor()), 3 * kGiB);
 }
 
-TEST(OslDirectory, ListsCreatesRemovesAndTellsKinds) {
+// Sizes around the 32-bit boundaries, on a sparse file: a position cut to 32
+// bits anywhere gives another size.
+class LargeFile : public ::testing::TestWithParam<std::int64_t> {};
+
+TEST_P(LargeFile, PointerAndEndOfFileReach64Bits) {
+  const std::int64_t size = GetParam();
   TempDir dir;
-  const std::string sub = dir.Join("sub");
-  const std::string file = dir.Join("file.txt");
-  Osl_Directory::create(sub);
-  WriteFile(file, "x");
+  Osl_File file;
+  file.open(dir.Join("large"), OSL_FILE_CREATE, OSL_ACCESS_READ_WRITE, 0);
+  const os_native_handle handle = file.descriptor();
 
-  std::vector<std::string> names = Osl_Directory(dir.path(), 0).filenames();
-  std::sort(names.begin(), names.end());
-  EXPECT_EQ(names, (std::vector<std::string>{".", "..", "file.txt", "sub"}));
+  std::int64_t position = -1;
+  ASSERT_TRUE(os_set_file_pointer(handle, size, 0, &position)) << os_error_text(os_last_error());
+  EXPECT_EQ(position, size);
+  ASSERT_TRUE(os_set_end_of_file(handle)) << os_error_text(os_last_error());
+  EXPECT_EQ(SizeOf(handle), size);
 
-  EXPECT_TRUE(Osl_Directory::exists(sub));
-  EXPECT_FALSE(Osl_Directory::exists(file));
-  EXPECT_FALSE(Osl_Directory::exists(""));
-  EXPECT_TRUE(Osl_File_System::exists(file));
-  EXPECT_TRUE(Osl_File_System::exists(sub));
-  EXPECT_EQ(Osl_IO_Status(sub).mode() & Osl_IO_Status::TYPE_MASK, Osl_IO_Status::TYPE_DIRECTORY);
-  EXPECT_EQ(Osl_IO_Status(file).mode() & Osl_IO_Status::TYPE_MASK, Osl_IO_Status::TYPE_REGULAR);
+  // A byte written just below the end comes back at the same 64-bit place.
+  ASSERT_TRUE(os_set_file_pointer(handle, -1, 2, &position));
+  EXPECT_EQ(position, size - 1);
+  ASSERT_EQ(file.write("E", 1), 1);
+  ASSERT_TRUE(os_set_file_pointer(handle, size - 2, 0, nullptr));
+  char tail[4] = {'x', 'x', 'x', 'x'};
+  ASSERT_EQ(file.read(tail, 4), 2);
+  EXPECT_EQ(tail[0], '\0');
+  EXPECT_EQ(tail[1], 'E');
+  EXPECT_EQ(SizeOf(handle), size) << "the write moved the end";
 
-  EXPECT_THROW(Osl_Directory::create(sub), os_file_toolkit_error) << "exists already";
-  EXPECT_THROW(Osl_Directory::remove(dir.path()), os_file_toolkit_error) << "not empty";
-  EXPECT_THROW(Osl_IO_Status(dir.Join("absent")), os_io_toolkit_error);
-  EXPECT_THROW(Osl_File_System::remove(dir.Join("absent")), os_file_toolkit_error);
-  EXPECT_THROW(Osl_Directory(dir.Join("absent"), 0).filenames(), os_file_toolkit_error);
-
-  Osl_File_System::remove(file);
-  Osl_Directory::remove(sub);
-  EXPECT_EQ(Osl_Directory(dir.path(), 0).filenames(), (std::vector<std::string>{".", ".."}));
+  // Cutting and extending work from a 64-bit pointer, which stays where it was.
+  ASSERT_TRUE(os_set_file_pointer(handle, size / 2 + 1, 0, nullptr));
+  ASSERT_TRUE(os_set_end_of_file(handle));
+  EXPECT_EQ(PositionOf(handle), size / 2 + 1);
+  EXPECT_EQ(SizeOf(handle), size / 2 + 1);
+  ASSERT_TRUE(os_set_file_pointer(handle, size, 0, nullptr));
+  ASSERT_TRUE(os_set_end_of_file(handle));
+  EXPECT_EQ(SizeOf(handle), size);
+  ASSERT_TRUE(os_set_file_pointer(handle, 0, 0, nullptr));
+  ASSERT_TRUE(os_set_end_of_file(handle));
+  EXPECT_EQ(SizeOf(handle), 0);
 }
 
-TEST(OsDateTime, FormatsOfTheDateDirectoriesAndLabels) {
-  const os_date date(3, 7, 2026);
-  const os_time time(9, 5, 3, 0);
-  struct Case {
-    std::string format;
-    std::string expected;
-  };
-  const Case dates[] = {{"%m_%d_%Y", "03_07_2026"}, {"%Y.%m.%d", "2026.03.07"}, {"%D", "03/07/26"},
-                        {"%%D", "%D"}};
-  for (const Case& c : dates) EXPECT_EQ(date.to_string(c.format), c.expected) << c.format;
-  const Case times[] = {{"%H%M%S", "090503"}, {"%H.%M.%S", "09.05.03"}, {"%H:%M:%S", "09:05:03"}};
-  for (const Case& c : times) EXPECT_EQ(time.to_string(c.format), c.expected) << c.format;
-  EXPECT_TRUE(os_date::today() > os_date(12, 31, 2020));
+INSTANTIATE_TEST_SUITE_P(Sizes, LargeFile,
+                         ::testing::Values(2 * kGiB - 1, 2 * kGiB, 2 * kGiB + 1, 4 * kGiB - 1, 4 * kGiB,
+                                           4 * kGiB + 1, 5 * kGiB + 3));
+
+TEST(FileHandleCalls, FailuresAnswerFalseWithTheReason) {
+  TempDir dir;
+  Osl_File file;
+  file.open(dir.Join("document"), OSL_FILE_CREATE, OSL_ACCESS_READ_WRITE, 0);
+  ASSERT_EQ(file.write("abc", 3), 3);
+  std::int64_t position = 77;
+  EXPECT_FALSE(os_set_file_pointer(file.descriptor(), -1, 0, &position));
+  EXPECT_EQ(os_last_error(), native_error::kNegativeSeek);
+  EXPECT_EQ(position, 77) << "a failed call wrote the position";
+  EXPECT_EQ(PositionOf(file.descriptor()), 3);
+  EXPECT_FALSE(os_error_text(native_error::kFileNotFound).empty());
+
+  // A read-only handle cannot be cut.
+  Osl_File reader;
+  reader.open(dir.Join("document"), 0, OSL_ACCESS_READ, 0);
+  EXPECT_FALSE(os_set_end_of_file(reader.descriptor()));
+  EXPECT_NE(os_last_error(), 0u);
+  EXPECT_EQ(ReadFile(dir.Join("document")), "abc");
 }
 
 }  // namespace
