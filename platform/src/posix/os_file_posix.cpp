@@ -86,10 +86,17 @@ int os_file::write(const void* buffer, int length) {
   return done;
 }
 
+// A refused seek leaves the position where it was, so that the caller may go
+// on at the old place after catching the error.
 long os_file::seek(long offset, short origin) {
+  std::int64_t before = 0;
+  if (!os_set_file_pointer(m_handle, 0, 1, &before)) throw PosixFileError("seek", m_path, errno);
   std::int64_t position = 0;
   if (!os_set_file_pointer(m_handle, offset, origin, &position)) throw PosixFileError("seek", m_path, errno);
-  if (position > INT32_MAX) throw PosixFileError("seek", m_path, EOVERFLOW);
+  if (position > INT32_MAX) {
+    os_set_file_pointer(m_handle, before, 0, nullptr);
+    throw PosixFileError("seek", m_path, EOVERFLOW);
+  }
   return static_cast<long>(position);
 }
 

@@ -1,0 +1,221 @@
+// The log sink: CLogMsg lines and CFnx_Dal_Trace scopes reach the host's
+// callback by level, one call at a time, and cost nothing without a sink.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <mutex>
+#include <new>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "child_process.h"
+#include "fnx_log.h"
+
+// Counts the allocations of the calling thread while a test asks for it, to
+// show that a disabled line or trace allocates nothing.
+namespace {
+thread_local bool t_counting = false;
+thread_local long t_allocations = 0;
+
+void* Allocate(std::size_t size) {
+  if (t_counting) ++t_allocations;
+  if (void* block = std::malloc(size ? size : 1)) return block;
+  throw std::bad_alloc();
+}
+}  // namespace
+
+void* operator new(std::size_t size) { return Allocate(size); }
+void* operator new[](std::size_t size) { return Allocate(size); }
+void operator delete(void* block) noexcept { std::free(block); }
+void operator delete[](void* block) noexcept { std::free(block); }
+void operator delete(void* block, std::size_t) noexcept { std::free(block); }
+void operator delete[](void* block, std::size_t) noexcept { std::free(block); }
+
+namespace {
+
+template <typename Work>
+long AllocationsOf(Work&& work) {
+  t_allocations = 0;
+  t_counting = true;
+  work();
+  t_counting = false;
+  return t_allocations;
+}
+
+// A sink that records "severity|component|text"; a null component shows as "-".
+struct Captured {
+  std::mutex lock;
+  std::vector<std::string> lines;
+  std::atomic<int> inside{0};
+  std::atomic<int> overlaps{0};
+
+  std::vector<std::string> Lines() {
+    std::lock_guard<std::mutex> guard(lock);
+    return lines;
+  }
+  std::size_t Count() {
+    std::lock_guard<std::mutex> guard(lock);
+    return lines.size();
+  }
+};
+
+void Capture(int severity, const char* component, const char* text, void* context) {
+  auto* captured = static_cast<Captured*>(context);
+  if (captured->inside.fetch_add(1) != 0) ++captured->overlaps;
+  {
+    std::lock_guard<std::mutex> guard(captured->lock);
+    captured->lines.push_back(std::to_string(severity) + "|" + (component ? component : "-") + "|" + text);
+  }
+  captured->inside.fetch_sub(1);
+}
+
+class Log : public ::testing::Test {
+ protected:
+  void SetUp() override { Fnx_SetLogSink(0, nullptr, nullptr); }
+  void TearDown() override { Fnx_SetLogSink(0, nullptr, nullptr); }
+};
+
+TEST_F(Log, LinesReachTheSinkAsStreamed) {
+  Captured captured;
+  Fnx_SetLogSink(5, &Capture, &captured);
+  {
+    CLogMsg line(nullptr, nullptr, 1);
+    line << LogSeverity{1} << "DAFileSystem: " << std::string("size ") << 4294967295ul << " at "
+         << -9000000000LL << flush;
+  }
+  {
+    CLogMsg line(nullptr, "media-request", 5);
+    line << LogSeverity{5} << "load volume " << 3ul << flush;
+    line << "again" << flush;  // one object, flushed twice: the second line starts empty
+    line << flush;
+  }
+  const std::vector<std::string> expected{"1|-|DAFileSystem: size 4294967295 at -9000000000",
+                                          "5|media-request|load volume 3", "5|media-request|again",
+                                          "5|media-request|"};
+  EXPECT_EQ(captured.Lines(), expected);
+}
+
+TEST_F(Log, LevelFiltersBySeverity) {
+  struct Case {
+    int level;
+    int severity;
+    bool delivered;
+  };
+  const Case cases[] = {{1, 1, true}, {1, 5, false}, {5, 1, true}, {5, 5, true},
+                        {0, 1, false}, {8, 9, false}, {9, 9, true}};
+  for (const Case& c : cases) {
+    Captured captured;
+    Fnx_SetLogSink(c.level, &Capture, &captured);
+    EXPECT_EQ(FnxLogEnabled(c.severity), c.delivered) << c.level << "/" << c.severity;
+    { CLogMsg(nullptr, nullptr, c.severity) << LogSeverity{c.severity} << "x" << flush; }
+    EXPECT_EQ(captured.Count(), c.delivered ? 1u : 0u) << "level " << c.level << ", severity " << c.severity;
+  }
+}
+
+TEST_F(Log, RemovedOrReplacedSinkIsNeverCalledAgain) {
+  Captured first;
+  Captured second;
+  Fnx_SetLogSink(9, &Capture, &first);
+  { CLogMsg(nullptr, nullptr, 1) << "one" << flush; }
+  Fnx_SetLogSink(9, &Capture, &second);
+  { CLogMsg(nullptr, nullptr, 1) << "two" << flush; }
+  Fnx_SetLogSink(9, nullptr, &first);  // a null callback removes the sink, whatever the level
+  EXPECT_FALSE(FnxLogEnabled(0));
+  {
+    CLogMsg(nullptr, nullptr, 1) << "three" << flush;
+    CFnx_Dal_Trace trace("Not::Reported");
+  }
+  EXPECT_EQ(first.Lines(), std::vector<std::string>{"1|-|one"});
+  EXPECT_EQ(second.Lines(), std::vector<std::string>{"1|-|two"});
+}
+
+TEST_F(Log, TraceReportsEntryAndExitAlsoWhenAnExceptionPasses) {
+  Captured captured;
+  Fnx_SetLogSink(FNX_TRACE_SEVERITY, &Capture, &captured);
+  try {
+    CFnx_Dal_Trace outer("CFnx_Dal_Storage::Write");
+    CFnx_Dal_Trace inner("DAFile::Write");
+    throw std::runtime_error("disk full");
+  } catch (const std::runtime_error&) {
+  }
+  const std::vector<std::string> expected{"9|-|enter CFnx_Dal_Storage::Write", "9|-|enter DAFile::Write",
+                                          "9|-|leave DAFile::Write", "9|-|leave CFnx_Dal_Storage::Write"};
+  EXPECT_EQ(captured.Lines(), expected);
+}
+
+TEST_F(Log, DisabledLinesAndTracesAllocateNothing) {
+  const auto work = [] {
+    CFnx_Dal_Trace trace("DAFileSystem::OpenForReading");
+    CLogMsg line(nullptr, nullptr, 1);
+    line << LogSeverity{1} << "a text far longer than the small buffer of any string would hold " << 4096ul
+         << 123456789012LL << flush;
+  };
+  EXPECT_EQ(AllocationsOf(work), 0) << "without a sink";
+
+  Captured captured;
+  Fnx_SetLogSink(0, &Capture, &captured);
+  EXPECT_EQ(AllocationsOf(work), 0) << "with a sink below every severity";
+  EXPECT_EQ(captured.Count(), 0u);
+
+  // The count is real: enabled, the same work allocates.
+  Fnx_SetLogSink(FNX_TRACE_SEVERITY, &Capture, &captured);
+  EXPECT_GT(AllocationsOf(work), 0);
+  EXPECT_EQ(captured.Count(), 3u);
+}
+
+// Lines from many threads reach the callback whole and one at a time.
+TEST_F(Log, ThreadsLogThroughOneCallAtATime) {
+  Captured captured;
+  Fnx_SetLogSink(5, &Capture, &captured);
+  constexpr int kThreads = 4;
+  constexpr int kLines = 500;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([t] {
+      for (int i = 0; i < kLines; ++i) {
+        CLogMsg line(nullptr, "media-request", 5);
+        line << "thread " << static_cast<unsigned long>(t) << " line " << static_cast<unsigned long>(i) << flush;
+        CFnx_Dal_Trace trace("Not::Reported");
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(captured.overlaps.load(), 0) << "the callback was entered twice at once";
+  const std::vector<std::string> lines = captured.Lines();
+  ASSERT_EQ(lines.size(), std::size_t{kThreads} * kLines);
+  for (int t = 0; t < kThreads; ++t) {
+    for (int i = 0; i < kLines; i += 99) {
+      const std::string line = "5|media-request|thread " + std::to_string(t) + " line " + std::to_string(i);
+      EXPECT_EQ(std::count(lines.begin(), lines.end(), line), 1) << line;
+    }
+  }
+}
+
+// A host may free the sink's context once Fnx_SetLogSink has returned: no
+// call to the old sink may still start after that, while other threads log.
+TEST_F(Log, NoCallAfterTheSinkIsRemovedWhileOthersLog) {
+  Captured captured;
+  std::atomic<bool> stop{false};
+  std::atomic<long> attempts{0};
+  std::thread logger([&] {
+    while (!stop) {
+      CLogMsg(nullptr, nullptr, 1) << "busy" << flush;
+      ++attempts;
+    }
+  });
+  Fnx_SetLogSink(1, &Capture, &captured);
+  ASSERT_TRUE(WaitUntil([&] { return captured.Count() >= 10; }));
+  Fnx_SetLogSink(1, nullptr, nullptr);
+  const std::size_t atRemoval = captured.Count();
+  const long attemptsAtRemoval = attempts.load();
+  ASSERT_TRUE(WaitUntil([&] { return attempts.load() > attemptsAtRemoval + 100; }));
+  stop = true;
+  logger.join();
+  EXPECT_EQ(captured.Count(), atRemoval);
+}
+
+}  // namespace
