@@ -116,6 +116,27 @@ TEST_F(Log, LevelFiltersBySeverity) {
   }
 }
 
+// The severity streamed before the text is the one the line is reported and
+// filtered with, whatever the constructor was given.
+TEST_F(Log, StreamedSeverityDecides) {
+  struct Case {
+    int level;
+    int built;
+    int streamed;
+    bool delivered;
+  };
+  const Case cases[] = {{1, 5, 1, true}, {1, 9, 1, true}, {1, 1, 5, false}, {5, 1, 5, true}};
+  for (const Case& c : cases) {
+    Captured captured;
+    Fnx_SetLogSink(c.level, &Capture, &captured);
+    { CLogMsg(nullptr, nullptr, c.built) << LogSeverity{c.streamed} << "x" << flush; }
+    const std::vector<std::string> expected =
+        c.delivered ? std::vector<std::string>{std::to_string(c.streamed) + "|-|x"} : std::vector<std::string>{};
+    EXPECT_EQ(captured.Lines(), expected) << "level " << c.level << ", built " << c.built << ", streamed "
+                                          << c.streamed;
+  }
+}
+
 TEST_F(Log, RemovedOrReplacedSinkIsNeverCalledAgain) {
   Captured first;
   Captured second;
