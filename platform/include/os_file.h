@@ -9,6 +9,9 @@
 #include <cstdint>
 #include <stdexcept>
 #include <string>
+#if defined(_WIN32)
+#include <vector>
+#endif
 
 #include "fnx_export.h"
 
@@ -100,6 +103,17 @@ class os_file {
   // Opened by a derived class; invariant: m_handle is invalid or owned here.
   os_native_handle m_handle = os_invalid_handle;
   std::string m_path;  // for the text of errors
+
+#if defined(_WIN32)
+  // The ranges this handle holds locked: UnlockFileEx releases only a range
+  // given exactly as it was locked.
+  struct locked_range {
+    std::uint64_t start;
+    std::uint64_t length;
+    bool exclusive;
+  };
+  std::vector<locked_range> m_locks;
+#endif
 };
 
 // Open flags and access modes of Osl_File::open.

@@ -5,9 +5,23 @@
 
 namespace {
 
+// "%D" spelled out: the Windows C runtime's strftime does not know it.
+std::string Portable(const std::string& format) {
+  std::string portable;
+  for (std::size_t i = 0; i < format.size(); ++i) {
+    if (format[i] == '%' && i + 1 < format.size()) {
+      const char code = format[++i];
+      portable += code == 'D' ? std::string("%m/%d/%y") : std::string{'%', code};
+    } else {
+      portable += format[i];
+    }
+  }
+  return portable;
+}
+
 std::string Format(const std::string& format, const std::tm& fields) {
   char text[128];
-  const std::size_t length = std::strftime(text, sizeof text, format.c_str(), &fields);
+  const std::size_t length = std::strftime(text, sizeof text, Portable(format).c_str(), &fields);
   return std::string(text, length);
 }
 

@@ -1,0 +1,63 @@
+// Win32 directories and entry status.
+#include "osl_directory.h"
+#include "os_path.h"
+#include "win32_error.h"
+
+Osl_Directory::Osl_Directory(const std::string& path, int /*reserved*/) : m_path(path) {}
+
+std::vector<std::string> Osl_Directory::filenames() const {
+  std::vector<std::string> names{".", ".."};
+  WIN32_FIND_DATAA entry{};
+  const HANDLE search = ::FindFirstFileA(os_path(m_path, "*").str().c_str(), &entry);
+  if (search == INVALID_HANDLE_VALUE) {
+    const DWORD error = ::GetLastError();
+    // The root of a drive lists no "." and "..": an empty one has no entry at all.
+    if (error == ERROR_FILE_NOT_FOUND && exists(m_path)) return names;
+    throw Win32FileError("list directory", m_path, error);
+  }
+  DWORD error = ERROR_SUCCESS;
+  do {
+    const std::string name = entry.cFileName;
+    if (name != "." && name != "..") names.push_back(name);
+    if (!::FindNextFileA(search, &entry)) error = ::GetLastError();
+  } while (error == ERROR_SUCCESS);
+  ::FindClose(search);
+  if (error != ERROR_NO_MORE_FILES) throw Win32FileError("list directory", m_path, error);
+  return names;
+}
+
+bool Osl_Directory::exists(const std::string& path) {
+  if (path.empty()) return false;
+  const DWORD attributes = ::GetFileAttributesA(path.c_str());
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+void Osl_Directory::create(const std::string& path) {
+  if (!::CreateDirectoryA(path.c_str(), nullptr)) throw Win32FileError("create directory", path, ::GetLastError());
+}
+
+void Osl_Directory::remove(const std::string& path) {
+  if (!::RemoveDirectoryA(path.c_str())) throw Win32FileError("remove directory", path, ::GetLastError());
+}
+
+bool Osl_File_System::exists(const std::string& path) {
+  return !path.empty() && ::GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+void Osl_File_System::remove(const std::string& path) {
+  if (!::DeleteFileA(path.c_str())) throw Win32FileError("remove", path, ::GetLastError());
+}
+
+// The mode bits as the C runtime's stat gives them on Windows: read for all,
+// write unless read-only, execute for directories.
+Osl_IO_Status::Osl_IO_Status(const std::string& path) {
+  WIN32_FILE_ATTRIBUTE_DATA data{};
+  if (!::GetFileAttributesExA(path.c_str(), GetFileExInfoStandard, &data)) {
+    const DWORD error = ::GetLastError();
+    throw os_io_toolkit_error("status '" + path + "': " + os_error_text(error), error);
+  }
+  const bool directory = (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+  unsigned mode = directory ? TYPE_DIRECTORY | 0555u : TYPE_REGULAR | 0444u;
+  if (!(data.dwFileAttributes & FILE_ATTRIBUTE_READONLY)) mode |= 0222u;
+  m_mode = mode;
+}

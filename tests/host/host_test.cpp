@@ -1,0 +1,116 @@
+// The library as a server process meets it: linked against the shared
+// library (dal_storage.dll / dal_storage.so), through exported names only.
+// What crosses the boundary here is what breaks first when an export or the
+// runtime is wrong: objects, strings, exceptions and callbacks.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "dal_configuration.h"
+#include "dal_storage.h"
+#include "dal_versions.h"
+#include "fnx_error.h"
+#include "fnx_log.h"
+
+namespace {
+
+class HostProcess : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::random_device random;
+    root = std::filesystem::temp_directory_path() / ("fnx_host_" + std::to_string(random()));
+    std::filesystem::create_directories(root);
+  }
+  void TearDown() override {
+    Fnx_SetLogSink(0, nullptr, nullptr);
+    std::error_code ignored;
+    std::filesystem::remove_all(root, ignored);
+  }
+  std::unique_ptr<CFnx_Dal_Configuration> Disk() const {
+    CFnx_Dal_ConfigValues values;
+    values.m_location = root.string();
+    values.m_maxFilesPerDir = 100;
+    return std::unique_ptr<CFnx_Dal_Configuration>(Create_Dal_Configuration("disk", values));
+  }
+
+  std::filesystem::path root;
+};
+
+void CountLines(int /*severity*/, const char* /*component*/, const char* /*text*/, void* context) {
+  ++*static_cast<int*>(context);
+}
+
+TEST_F(HostProcess, WritesADocumentAndReadsItBack) {
+  std::unique_ptr<CFnx_Dal_Configuration> disk = Disk();
+  ASSERT_NE(disk, nullptr);
+  EXPECT_EQ(disk->GetName(), "disk");
+
+  std::string content;
+  for (int i = 0; i < 5000; ++i) content += static_cast<char>('a' + i % 26);
+  std::string location;
+  {
+    CFnx_Dal_Storage document;
+    ASSERT_TRUE(document.OpenForWriting("disk", disk.get()));
+    std::uint32_t written = 0;
+    ASSERT_TRUE(document.Write(content.data(), static_cast<std::uint32_t>(content.size()), written, -1));
+    EXPECT_EQ(written, content.size());
+    document.Close(false);
+    location = document.GetName();
+  }
+  ASSERT_EQ(location.rfind("disk@" + root.string(), 0), 0u) << location;
+
+  CFnx_Dal_Storage stored(location);
+  ASSERT_TRUE(stored.OpenForReading(nullptr));
+  EXPECT_EQ(stored.GetSize(), static_cast<std::int64_t>(content.size()));
+  std::vector<char> buffer(content.size() + 10);
+  const std::int32_t read = stored.Read(buffer.data(), static_cast<std::uint32_t>(buffer.size()), -1);
+  ASSERT_EQ(read, static_cast<std::int32_t>(content.size()));
+  EXPECT_EQ(std::string(buffer.data(), static_cast<std::size_t>(read)), content);
+  stored.Close(false);
+  std::string firstFile;
+  stored.GetFirstFilePath(firstFile);
+  ASSERT_TRUE(std::filesystem::exists(firstFile)) << firstFile;
+  EXPECT_EQ(stored.Delete(), 0);
+  EXPECT_FALSE(std::filesystem::exists(firstFile)) << firstFile;
+}
+
+TEST_F(HostProcess, FailuresInsideTheLibraryAreCaughtByTheHostAsFNXError) {
+  CFnx_Dal_Storage missing("disk@" + (root / "absent").string() + ",0,10#");
+  try {
+    missing.OpenForReading(nullptr);
+    ADD_FAILURE() << "opening a missing file returned";
+  } catch (const FNXError& error) {
+    EXPECT_EQ(error.Text().rfind("QRSDAL0504E", 0), 0u) << error.Text();
+    EXPECT_EQ(error.Code(), 1284);
+    EXPECT_EQ(error.Class(), 8);
+    EXPECT_NE(error.Text().find("absent"), std::string::npos) << error.Text();
+  }
+  try {
+    Create_Dal_Configuration("no such media", CFnx_Dal_ConfigValues());
+    ADD_FAILURE() << "an unknown configuration type was accepted";
+  } catch (const std::exception& error) {  // also as the standard base
+    EXPECT_EQ(std::string(error.what()).rfind("QRSDAL0515E", 0), 0u) << error.what();
+  }
+}
+
+TEST_F(HostProcess, TheHostsLogSinkHearsTheLibraryAndVersionsAreListed) {
+  int lines = 0;
+  Fnx_SetLogSink(FNX_TRACE_SEVERITY, &CountLines, &lines);
+  std::unique_ptr<CFnx_Dal_Configuration> disk = Disk();
+  CFnx_Dal_Storage document;
+  ASSERT_TRUE(document.OpenForWriting("disk", disk.get()));
+  document.Close(true);
+  EXPECT_GT(lines, 0);
+
+  FnxVr_Versions versions;
+  GetVersionsList_dal_storage(versions);
+  ASSERT_EQ(versions.Entries().size(), 1u);
+  EXPECT_EQ(versions.Entries()[0].first, "dal_storage");
+  EXPECT_FALSE(versions.Entries()[0].second.empty());
+}
+
+}  // namespace
