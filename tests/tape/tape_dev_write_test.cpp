@@ -77,6 +77,26 @@ TEST_F(TapeDevWrite, A700ByteFileLiesAsTheFormatSaysAndRestores) {
   EXPECT_TRUE(SameBytes(RestoreFile(location), content));
 }
 
+TEST_F(TapeDevWrite, TheLastRecordTakesABlockMoreWhenItsLengthIsAMultipleOfTheBlock) {
+  struct Case {
+    std::size_t size;
+    std::uint32_t record_blocks;  // of the one record, length word size + 4
+  } cases[] = {{1, 1}, {507, 1}, {508, 2}, {700, 2}, {1020, 3}, {1021, 3}};
+  std::vector<std::string> locations;
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.size);
+    const std::uint32_t start = m_drive.position();
+    locations.push_back(WriteFile(Content(c.size, 7), 100));
+    EXPECT_EQ(locations.back().substr(254, 10), Digits(start, 10));
+    EXPECT_EQ(locations.back().substr(274, 10), Digits(start + 1 + c.record_blocks, 10));
+    EXPECT_EQ(m_drive.position(), start + 2 + c.record_blocks);
+  }
+  // A restore ends the run, so the files are read back after all are written.
+  for (std::size_t i = 0; i < locations.size(); ++i) {
+    EXPECT_TRUE(SameBytes(RestoreFile(locations[i]), Content(cases[i].size, 7)));
+  }
+}
+
 TEST_F(TapeDevWrite, FilesOfEverySizeAroundARecordRestoreByteExact) {
   const std::size_t sizes[] = {1, 700, 65528, 65529, 3 * 65528 + 1};
   const std::size_t chunks[] = {1000, 65528, 1 << 20};
