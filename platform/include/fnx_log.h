@@ -51,7 +51,7 @@ class CLogMsg {
  private:
   const char* m_component;  // null or the second name
   int m_severity;
-  bool m_enabled;  // fixed at construction: a disabled line formats nothing
+  bool m_enabled;  // by the constructor or a streamed LogSeverity; off: nothing is formatted
   std::string m_line;
 };
 

@@ -42,9 +42,11 @@ bool FnxLogEnabled(int severity) noexcept {
 CLogMsg::CLogMsg(const char* name1, const char* name2, int severity)
     : m_component(name2 ? name2 : name1), m_severity(severity), m_enabled(FnxLogEnabled(severity)) {}
 
-// The severity streamed before the text is the one the line is reported with.
+// The severity streamed before the text is the one the line is reported and
+// filtered with: a line built at another severity is switched on or off here.
 CLogMsg& CLogMsg::operator<<(LogSeverity severity) {
   m_severity = severity.value;
+  m_enabled = FnxLogEnabled(m_severity);
   return *this;
 }
 
