@@ -65,6 +65,8 @@ class FNX_API CFnx_Dal_MediaFactory {
   static os_mutex m_SingletonLock;  // kept for the interface; no operation takes it
 
  private:
+  // Test suites register media doubles through it; the library defines none.
+  friend class DalMediaFactoryTestAccess;
   CFnx_Dal_MediaFactory();
   // Prototypes under upper-case keys; fixed after construction.
   std::map<std::string, DAMedia*, StrCmpNoCase> m_registry;

@@ -149,8 +149,10 @@ void AbandonFile(Osl_File& file) noexcept {
 
 void DAFileSystem::AbandonOpen() noexcept { AbandonFile(m_file); }
 
-std::string DAFileSystem::LocationDirectory() const {
-  const os_path path(m_location);
-  if (path.has_unc()) return path.unc() + path.directory();
-  return path.drive() + path.drive_separator() + path.directory();
+std::string DAFileSystem::DirectoryOf(const std::string& path) {
+  const os_path parsed(path);
+  if (parsed.has_unc()) return parsed.unc() + parsed.directory();
+  return parsed.drive() + parsed.drive_separator() + parsed.directory();
 }
+
+std::string DAFileSystem::LockFilePath(const std::string& root) { return os_path(root, "lockfile"); }

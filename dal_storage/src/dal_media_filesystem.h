@@ -39,6 +39,14 @@ class DAFileSystem : public DAMedia {
   // Creates a directory and its missing parents; safe against other
   // processes creating the same path at the same time.
   static void MakeDirectories(const std::string& directory);
+  // The root's "lockfile", where writers and deleters of one root meet.
+  static std::string LockFilePath(const std::string& root);
+  // The directory that holds path, drive or UNC part included; it keeps its
+  // separator when it is the top of a drive or of the file system.
+  static std::string DirectoryOf(const std::string& path);
+  // True when directory is a date directory: its last name holds the date
+  // pattern. root then receives the directory above it, the writers' root.
+  static bool DateDirectoryRoot(const std::string& directory, std::string& root);
 
  private:
   void Init();
@@ -49,8 +57,8 @@ class DAFileSystem : public DAMedia {
   void LockDocument(const char* context, bool withErrorCode);
   // Drops the locks and closes the file after a failed open; never throws.
   void AbandonOpen() noexcept;
-  // The directory of the stored location, drive or UNC part included.
-  std::string LocationDirectory() const;
+  // The directory of the stored location.
+  std::string LocationDirectory() const { return DirectoryOf(m_location); }
 
   std::string m_location;  // full path; set by every open and SetLocation
   int m_openFlags;         // of the last open

@@ -9,7 +9,6 @@
 namespace {
 
 constexpr const char kSourceFile[] = "dal_storage/src/dal_media_filesystem";
-constexpr const char kLockFileName[] = "lockfile";
 constexpr std::int32_t kFileMissing = 7;
 
 void Log(const char* text, const std::string& value) {
@@ -17,6 +16,18 @@ void Log(const char* text, const std::string& value) {
 }
 
 }  // namespace
+
+bool DAFileSystem::DateDirectoryRoot(const std::string& directory, std::string& root) {
+  std::string trimmed = directory;
+  if (trimmed.size() > 1 && trimmed.back() == OS_PATH_SEPARATOR) trimmed.pop_back();
+  const std::size_t last = trimmed.rfind(OS_PATH_SEPARATOR);
+  if (last == std::string::npos) return false;
+  if (!CFnx_Dal_ConfigurationFileSystem::IsDateDirectory(trimmed.substr(last + 1))) return false;
+  // Not the text before the separator: that is empty for "/07_15_2021_1"
+  // and a bare drive for "C:\07_15_2021_1", and would name a lockfile elsewhere.
+  root = DirectoryOf(trimmed);
+  return true;
+}
 
 std::int32_t DAFileSystem::Delete() {
   CFnx_Dal_Trace trace("DAFileSystem::Delete");
@@ -26,12 +37,8 @@ std::int32_t DAFileSystem::Delete() {
 
   const std::string directory = LocationDirectory();
   Log("DAFileSystem::Delete dir : ", directory);
-  std::string trimmed = directory;
-  if (trimmed.size() > 1 && trimmed.back() == OS_PATH_SEPARATOR) trimmed.pop_back();
-  const std::size_t last = trimmed.rfind(OS_PATH_SEPARATOR);
-  const bool inDateDirectory = last != std::string::npos &&
-                               CFnx_Dal_ConfigurationFileSystem::IsDateDirectory(trimmed.substr(last + 1));
-
+  std::string root;
+  const bool inDateDirectory = DateDirectoryRoot(directory, root);
   if (!inDateDirectory) {
     Log("DAFileSystem::Delete remove file no lock: ", m_location);
     try {
@@ -45,7 +52,7 @@ std::int32_t DAFileSystem::Delete() {
 
   // Under the root's lockfile: no new document of this root is named while
   // the file, its count and perhaps its directory go.
-  const std::string lockPath = os_path(trimmed.substr(0, last), kLockFileName);
+  const std::string lockPath = LockFilePath(root);
   Osl_File lockFile;
   std::string inWork;
   try {

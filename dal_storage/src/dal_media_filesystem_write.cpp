@@ -12,7 +12,6 @@
 namespace {
 
 constexpr const char kSourceFile[] = "dal_storage/src/dal_media_filesystem";
-constexpr const char kLockFileName[] = "lockfile";
 constexpr int kNewFileFlags = OSL_FILE_CREATE | OSL_FILE_EXCLUSIVE;
 
 [[noreturn]] void ThrowLockRefused(const char* context, const std::string& path, bool withErrorCode, int line) {
@@ -24,7 +23,7 @@ constexpr int kNewFileFlags = OSL_FILE_CREATE | OSL_FILE_EXCLUSIVE;
 // The root's lockfile, held while a new document is named and created.
 class RootLock {
  public:
-  explicit RootLock(const std::string& root) : m_path(static_cast<std::string>(os_path(root, kLockFileName))) {
+  explicit RootLock(const std::string& root) : m_path(DAFileSystem::LockFilePath(root)) {
     m_file.open(m_path, OSL_FILE_CREATE, OSL_ACCESS_READ_WRITE, 0);
     try {
       if (!m_file.add_lock(os_file_lock(1, 0, 0, 0), /*wait=*/true)) {

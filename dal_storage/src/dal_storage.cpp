@@ -195,6 +195,7 @@ bool CFnx_Dal_Storage::Write(const char* data, std::uint32_t length, std::uint32
               1288, 8);
   }
   auto current = std::find(m_files.begin(), m_files.end(), target);
+  const DAFile* addedHere = nullptr;  // the file this call joined to the document, if any
   std::uint32_t remaining = length;
   std::uint32_t done = 0;
   while (remaining > 0) {
@@ -212,9 +213,10 @@ bool CFnx_Dal_Storage::Write(const char* data, std::uint32_t length, std::uint32
         written = done;
         return false;
       }
-      // A media that takes nothing at the end of the document would make the
-      // loop add files without end: report the stall as a failed transfer.
-      if (n == 0 && last) {
+      // A file just joined that takes nothing would make the loop add files
+      // without end: report the stall as a failed transfer. A full file that
+      // was there before is what a new file is for, and tape ends short below.
+      if (n == 0 && target == addedHere) {
         written = done;
         return false;
       }
@@ -234,6 +236,7 @@ bool CFnx_Dal_Storage::Write(const char* data, std::uint32_t length, std::uint32
       current = std::prev(m_files.end());
       target->OpenForWriting(m_mediaType, m_config, m_fileExtension);
       target->SetFrom(GetSize());
+      addedHere = target;
     }
   }
   written = done;

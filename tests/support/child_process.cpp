@@ -61,7 +61,8 @@ ChildProcess::ChildProcess(const std::string& helper, const std::vector<std::str
 }
 
 ChildProcess::ChildProcess(ChildProcess&& other) noexcept
-    : m_running(other.m_running), m_exitCode(other.m_exitCode), m_process(other.m_process) {
+    : m_running(other.m_running), m_exitCode(other.m_exitCode), m_killed(other.m_killed),
+      m_process(other.m_process) {
   other.m_running = false;
   other.m_process = nullptr;
 }
@@ -79,12 +80,12 @@ int ChildProcess::Wait() {
   WaitForSingleObject(m_process, INFINITE);
   m_running = false;
   DWORD code = 0;
-  m_exitCode = GetExitCodeProcess(m_process, &code) ? static_cast<int>(code) : -1;
+  m_exitCode = !m_killed && GetExitCodeProcess(m_process, &code) ? static_cast<int>(code) : -1;
   return m_exitCode;
 }
 
 void ChildProcess::Kill() {
-  if (m_running) TerminateProcess(m_process, 137);
+  if (m_running && TerminateProcess(m_process, 1)) m_killed = true;
 }
 
 #else

@@ -19,7 +19,7 @@ class ChildProcess {
   ChildProcess& operator=(ChildProcess&&) = delete;
 
   // Waits for the child to end (once; later calls repeat the result): its exit
-  // code, or -1 when a signal ended it.
+  // code, or -1 when it was killed (by Kill or by a signal).
   int Wait();
   // Ends the child at once, without any clean-up of its own.
   void Kill();
@@ -28,6 +28,7 @@ class ChildProcess {
   bool m_running = false;
   int m_exitCode = -1;
 #ifdef _WIN32
+  bool m_killed = false;
   void* m_process = nullptr;
 #else
   int m_pid = -1;

@@ -131,9 +131,10 @@ void Osl_File::open(const std::string& path, int flags, int access, unsigned lon
     fd = ::open(path.c_str(), mode | O_CLOEXEC, 0666);
   } while (fd < 0 && errno == EINTR);
   if (fd < 0) throw PosixFileError("open", path, errno);
-  // A directory opens read-only on POSIX; as on Win32 it is no file.
+  // A directory opens read-only on POSIX (a writing open fails by itself
+  // with EISDIR); as on Win32 it is no file. Only that open pays the fstat.
   struct stat status{};
-  if (::fstat(fd, &status) == 0 && S_ISDIR(status.st_mode)) {
+  if ((mode & O_ACCMODE) == O_RDONLY && ::fstat(fd, &status) == 0 && S_ISDIR(status.st_mode)) {
     ::close(fd);
     throw PosixFileError("open", path, EISDIR);
   }

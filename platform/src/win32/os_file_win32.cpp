@@ -84,9 +84,14 @@ int os_file::write(const void* buffer, int length) {
 }
 
 long os_file::seek(long offset, short origin) {
+  std::int64_t before = 0;
+  if (!os_set_file_pointer(m_handle, 0, 1, &before)) throw Win32FileError("seek", m_path, ::GetLastError());
   std::int64_t position = 0;
   if (!os_set_file_pointer(m_handle, offset, origin, &position)) throw Win32FileError("seek", m_path, ::GetLastError());
-  if (position > INT32_MAX) throw Win32FileError("seek", m_path, ERROR_ARITHMETIC_OVERFLOW);
+  if (position > INT32_MAX) {  // out of the toolkit's reach: refuse, and stay where we were
+    os_set_file_pointer(m_handle, before, 0, nullptr);
+    throw Win32FileError("seek", m_path, ERROR_ARITHMETIC_OVERFLOW);
+  }
   return static_cast<long>(position);
 }
 

@@ -1,0 +1,10 @@
+#pragma once
+// What the three source files of the tape device share.
+#include "dal_configuration.h"
+#include "dal_operator.h"
+
+// The key of a device in the operator table: type, name and DAS name of its
+// configuration.
+inline CFnx_Dal_OperatorItemID TapeOperatorId(const CFnx_Dal_ConfigValues& values) {
+  return CFnx_Dal_OperatorItemID(values.m_type, values.m_name, values.m_dasName);
+}

@@ -1,0 +1,138 @@
+// Restoring one file from tape: find the volume and the start label, then
+// deliver the bytes of the data records up to the file's length.
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+#include "dal_tape_dev.h"
+#include "dal_tape_dev_internal.h"
+#include "dal_throw.h"
+#include "fnx_log.h"
+
+namespace {
+
+constexpr const char kSourceFile[] = "dal_storage/src/dal_tape_dev";
+
+}  // namespace
+
+bool CFnx_Dal_TapeDev::check_tape_vol_id(const std::string& expected_id, std::string& id_found) {
+  m_position.set(0, 0);
+  LoadTape();
+  ReadBlocks(m_buffer, 1);
+  GotoPosition(m_position);
+  id_found.assign(m_buffer + kTapeVolumeIdOffset, kTapeVolumeIdSize);
+  return expected_id.size() >= kTapeVolumeIdSize &&
+         std::memcmp(id_found.data(), expected_id.data(), kTapeVolumeIdSize) == 0;
+}
+
+void CFnx_Dal_TapeDev::ReadStart(CFnx_Dal_Tape_Location& location) {
+  CFnx_Dal_Trace trace("CFnx_Dal_TapeDev::ReadStart");
+  aux_Verify_Tape_In_Drive();
+  ReadBlockSize();
+  TapeDriveFeaturesCheck();
+
+  tape_file_label_basic label;
+  std::string das_name;
+  std::string config_name;
+  location.parse_location(das_name, config_name, label);
+  label.m_vol_id.separator[0] = '/';  // the id in the form that labels hold
+  const std::string expected(reinterpret_cast<const char*>(&label.m_vol_id), kTapeVolumeIdSize);
+
+  CLogMsg log(nullptr, nullptr, 1);
+  log << LogSeverity{1} << "Restore started from tape: " << expected << flush;
+  SetOperatorStatus("Restore started from tape: " + expected);
+
+  std::vector<char> block(m_block_size);
+  bool found = false;
+  std::string id_found;
+  GetCurrentPosition(m_position);
+  m_position.set(m_position.offset_low() + static_cast<std::uint32_t>(m_position.get_offset(
+                                               label.start_Offset_low, label.start_Offset_High)),
+                 m_position.offset_high());
+  const std::uint32_t start_block = m_position.offset_low();
+  try {
+    GotoPosition(m_position);
+    ReadBlocks(block.data(), 1);
+    id_found.assign(block.data() + kTapeFileLabelVolumeIdOffset, kTapeVolumeIdSize);
+    found = id_found == expected;
+  } catch (...) {
+    // A start block that cannot be reached or read: the volume label decides.
+    found = check_tape_vol_id(expected, id_found);
+  }
+
+  while (!found) {
+    const std::string& answer = AskRetryCancel(
+        "Restore: please insert tape with label=(" + expected + ").\n Label on current tape=(" + id_found + ")",
+        false);
+    if (answer == m_opt_cancel) throw tape_user_abort(kSourceFile, __LINE__);
+    if (answer == m_opt_retry) found = check_tape_vol_id(expected, id_found);
+    // An answer that names no option asks again.
+  }
+
+  GetCurrentPosition(m_position);
+  m_position.set(start_block + 1, m_position.offset_high());
+  GotoPosition(m_position);
+
+  m_buf_pos = 0;
+  m_read_length = tape_get_number(label.m_file_length, sizeof label.m_file_length);
+  m_read_done = 0;
+
+  CFnx_Dal_ConfigValues values = OwnValues();
+  values.m_backupFlag = false;
+  SetOwnValues(values);
+  Push();
+}
+
+void CFnx_Dal_TapeDev::ReadRead(char* buffer, std::uint32_t length, std::uint32_t& read) {
+  read = 0;
+  ReadBlockSize();
+  const auto block_size = static_cast<std::uint32_t>(m_block_size);
+  while (length != 0 && m_read_done < m_read_length) {
+    if (m_buf_pos == 0) {
+      ReadBlocks(m_buffer, 1);
+      const std::uint32_t record_length = tape_get_record_length(m_buffer);
+      // A length word outside 5..65532 is no record of this format: following
+      // it would deliver garbage or run past m_buffer.
+      if (!tape_record_length_valid(record_length)) {
+        CFnx_Dal_Tape_Position here;
+        GetCurrentPosition(here);
+        DAL_THROW(Message("")["QRSDAL0541E"] << "CFnx_Dal_TapeDev::ReadRead: "
+                                             << static_cast<unsigned long long>(here.offset_low()) - 1
+                                             << record_length,
+                  1292, 8);
+      }
+      const std::uint32_t blocks = tape_record_blocks_to_read(record_length, block_size);
+      for (std::uint32_t i = 1; i < blocks; ++i) ReadBlocks(m_buffer + i * block_size, 1);
+      m_buf_pos = kTapeRecordHeader;
+      m_read_last = static_cast<std::int32_t>(record_length) - 1;
+    }
+    const auto available = static_cast<std::uint32_t>(m_read_last + 1 - m_buf_pos);
+    if (available < length) {
+      std::memcpy(buffer, m_buffer + m_buf_pos, available);
+      m_buf_pos = 0;
+      m_read_done += static_cast<std::int32_t>(available);
+      read += available;
+      length -= available;
+      buffer += available;
+      continue;
+    }
+    std::memcpy(buffer, m_buffer + m_buf_pos, length);
+    m_buf_pos += static_cast<std::int32_t>(length);
+    m_read_done += static_cast<std::int32_t>(length);
+    if (m_buf_pos > m_read_last) m_buf_pos = 0;
+    read += length;
+    return;
+  }
+}
+
+void CFnx_Dal_TapeDev::ReadEnd() {
+  CFnx_Dal_Trace trace("CFnx_Dal_TapeDev::ReadEnd");
+  ReadBlockSize();
+  std::vector<char> block(m_block_size);
+  ReadBlocks(block.data(), 1);
+  CFnx_Dal_Tape_Position here;
+  GetCurrentPosition(here);
+  CLogMsg log(nullptr, nullptr, 1);
+  log << LogSeverity{1} << "Restore ended, curpos=" << static_cast<unsigned long>(here.offset_low()) << flush;
+  SetOperatorStatus("Restore ended");
+}

@@ -1,0 +1,189 @@
+// Writing one file to tape: start label, data records, end label, location.
+#include <cstdio>
+#include <cstring>
+#include <vector>
+
+#include "dal_tape_dev.h"
+#include "dal_tape_dev_internal.h"
+#include "dal_throw.h"
+#include "fnx_log.h"
+
+namespace {
+
+constexpr const char kSourceFile[] = "dal_storage/src/dal_tape_dev";
+
+constexpr int kAddData = 0;      // add data to the current record
+constexpr int kWriteLabel = 1;   // flush the record, then write data as one block
+constexpr int kFlushRecord = 2;  // flush the record and nothing more
+
+void LogLine(const std::string& text) {
+  CLogMsg log(nullptr, nullptr, 1);
+  log << LogSeverity{1} << text << flush;
+}
+
+}  // namespace
+
+void CFnx_Dal_TapeDev::WriteBuf(char* data, int length, int mode) {
+  const auto block_size = static_cast<std::uint32_t>(m_block_size);
+  unsigned long long written = 0;
+  if (mode == kWriteLabel || mode == kFlushRecord) {
+    if (m_buf_pos > static_cast<std::int32_t>(kTapeRecordHeader)) {
+      const auto record_length = static_cast<std::uint32_t>(m_buf_pos);
+      tape_put_record_length(m_buffer, record_length);
+      WriteBlocks(m_buffer, tape_record_blocks(record_length, block_size), written);
+    }
+    m_buf_pos = kTapeRecordHeader;
+    if (mode == kFlushRecord) return;
+    std::vector<char> block(block_size);
+    std::memcpy(block.data(), data, static_cast<std::size_t>(length));
+    WriteBlocks(block.data(), 1, written);
+    return;
+  }
+
+  // A record goes to tape only when more data arrives than it can hold, so a
+  // record filled exactly waits for the next call or for the flush.
+  auto space = static_cast<std::int32_t>(kTapeRecordLimit) - m_buf_pos;
+  while (space < length) {
+    tape_put_record_length(m_buffer, kTapeRecordLimit);
+    std::memcpy(m_buffer + m_buf_pos, data, static_cast<std::size_t>(space));
+    WriteBlocks(m_buffer, kTapeRecordSize / block_size, written);
+    length -= space;
+    data += space;
+    m_buf_pos = kTapeRecordHeader;
+    space = static_cast<std::int32_t>(kTapeRecordData);
+  }
+  if (length > 0) {
+    std::memcpy(m_buffer + m_buf_pos, data, static_cast<std::size_t>(length));
+    m_buf_pos += length;
+  }
+}
+
+void CFnx_Dal_TapeDev::set_file_label(tape_file_label& label) {
+  label.set_start(m_config.GetCurDateFormat(), m_config.GetCurTimeFormat(), m_position, OwnValues().m_volumeInfo);
+}
+
+void CFnx_Dal_TapeDev::FileWriteStart() {
+  CFnx_Dal_Trace trace("CFnx_Dal_TapeDev::FileWriteStart");
+  for (;;) {
+    if (!OwnValues().m_backupFlag) DAL_THROW(Message("")["QRSDAL0513E"], 1290, 8);
+
+    bool foreign = false;
+    try {
+      ReadBlockSize();
+      GetCurrentPosition(m_position);
+      set_file_label(m_file_label);
+      m_buf_pos = kTapeRecordHeader;
+      ++m_file_count;
+      char number[16];
+      // "%.6d" prints as the label format "%06.6d" does.
+      std::snprintf(number, sizeof number, "%.6d", static_cast<int>(m_file_count));
+      std::memcpy(m_file_label.basic.file_seq_num, number, sizeof m_file_label.basic.file_seq_num);
+      SetOperatorStatus(std::string("writing file ") + number + " started");
+    } catch (...) {
+      foreign = true;
+    }
+    if (foreign) {
+      LogLine("Foreign tape in the drive.");
+      const std::string& answer =
+          AskRetryCancel("Foreign tape in the drive.\nPlease, insert a new volume and press \"Retry\"", false);
+      if (answer == m_opt_cancel) throw tape_user_abort(kSourceFile, __LINE__);
+      if (answer == m_opt_retry) {
+        TapeCheckIsNew();
+        WriteTapeLabel();
+        continue;
+      }
+      // An answer that names no option goes on with the start label.
+    }
+
+    try {
+      WriteBuf(m_file_label.bytes(), static_cast<int>(kTapeLabelSize), kWriteLabel);
+    } catch (const end_of_tape_error&) {
+      LogLine("End of tape reached.");
+      // The start label is not on tape: going on would leave a file that no
+      // location finds. So an answer that names no option asks again.
+      for (;;) {
+        const std::string& answer = AskRetryCancel(
+            "End of tape reached. A new backup will be started.\nPlease, insert a new volume and press \"Retry\"",
+            false);
+        if (answer == m_opt_cancel) throw tape_user_abort(kSourceFile, __LINE__);
+        if (answer == m_opt_retry) break;
+      }
+      TapeCheckIsNew();
+      WriteTapeLabel();
+      continue;
+    }
+    break;
+  }
+  m_file_bytes = 0;
+  m_vol_status.set_file_count(m_file_count);
+  m_file_open = true;
+}
+
+bool CFnx_Dal_TapeDev::FileWrite(char* data, std::uint32_t length, std::uint32_t& written) {
+  LogLine("Backup: FileWrite started");
+  written = 0;
+  // After the end of the medium the file in work is given up: its start label
+  // and old records lie on the previous volume, and more bytes would land
+  // behind the new volume label where no location finds them. Only a new
+  // FileWriteStart opens a file again.
+  if (!m_file_open) {
+    DAL_THROW(Message("")["QRSDAL0543E"] << "CFnx_Dal_TapeDev::FileWrite: "
+                                         << "start the file anew with FileWriteStart",
+              1294, 8);
+  }
+  // The end label holds the length as a signed 32-bit number: refuse the
+  // bytes that would pass it before any of them is taken.
+  if (m_file_bytes + static_cast<std::int64_t>(length) > kTapeMaxFileBytes) {
+    DAL_THROW(Message("")["QRSDAL0542E"] << "CFnx_Dal_TapeDev::FileWrite: "
+                                         << static_cast<long long>(m_file_bytes + length)
+                                         << static_cast<long long>(kTapeMaxFileBytes),
+              1293, 8);
+  }
+  ReadBlockSize();
+  try {
+    WriteBuf(data, static_cast<int>(length), kAddData);
+  } catch (const end_of_tape_error&) {
+    m_file_bytes = 0;
+    m_file_open = false;
+    GetCurrentPosition(m_position);
+    GotoPosition(m_position);
+    CloseHandle();
+    m_buf_pos = kTapeRecordHeader;
+    LogLine("End of tape reached.");
+    const std::string& answer = AskRetryCancel(
+        "End of tape reached. A new volume will be started.\nPlease, insert a new volume and press \"Retry\"",
+        false);
+    if (answer == m_opt_cancel) throw end_of_tape_error(kSourceFile, __LINE__);
+    if (answer != m_opt_retry) return false;
+    TapeCheckIsNew();
+    WriteTapeLabel();
+    m_file_count = 0;
+    UpdateConfigValues();
+    return true;
+  }
+  m_file_bytes += length;
+  written = length;
+  return true;
+}
+
+void CFnx_Dal_TapeDev::FileWriteEnd(CFnx_Dal_Tape_Location& location) {
+  CFnx_Dal_Trace trace("CFnx_Dal_TapeDev::FileWriteEnd");
+  CLogMsg log(nullptr, nullptr, 1);
+  m_file_open = false;  // an ended file takes no more bytes
+  ReadBlockSize();
+  if (GetHandle() == 0 || m_file_bytes == 0) return;
+
+  WriteBuf(nullptr, 0, kFlushRecord);
+  GetCurrentPosition(m_position);
+  m_vol_status.refresh(m_position);
+  m_file_label.set_end(m_position, m_file_bytes);
+  WriteBuf(m_file_label.bytes(), static_cast<int>(kTapeLabelSize), kWriteLabel);
+  GetCurrentPosition(m_position);
+  m_vol_status.note_file_end();
+  location.set_from_end_label(m_file_label.basic, OwnValues().m_name);
+  UpdateConfigValues();
+  log << LogSeverity{1} << "Backup: FileWrite ended file_label=("
+      << std::string(m_file_label.bytes(), kTapeLabelSize) << ")" << flush;
+}
+
+std::int64_t CFnx_Dal_TapeDev::GetFileSize() const { return m_file_bytes; }

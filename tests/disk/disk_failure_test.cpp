@@ -1,0 +1,340 @@
+// Disk writing when things go wrong: refused opens, held locks, full
+// directories, short writes, and the clean-up that each leaves behind.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "dal_configuration_centera.h"
+#include "dal_configuration_filesystem.h"
+#include "dal_media_filesystem.h"
+#include "dal_storage.h"
+#include "disk_content.h"
+#include "fnx_expect.h"
+#include "media_double.h"
+#include "os_file.h"
+#include "os_path.h"
+#include "osl_directory.h"
+#include "temp_dir.h"
+
+#ifndef _WIN32
+#include <signal.h>
+#include <sys/resource.h>
+#endif
+
+namespace {
+
+// True when nobody holds the root's lockfile: a lock without waiting is granted.
+bool LockfileIsFree(const std::string& root) {
+  Osl_File file;
+  file.open(DAFileSystem::LockFilePath(root), OSL_FILE_CREATE, OSL_ACCESS_READ_WRITE, 0);
+  return file.add_lock(os_file_lock(1, 0, 0, 0), /*wait=*/false);
+}
+
+class DiskFailures : public ::testing::Test {
+ protected:
+  std::unique_ptr<CFnx_Dal_Configuration> Config(int limit, const std::string& location) {
+    CFnx_Dal_ConfigValues values;
+    values.m_location = location;
+    values.m_maxFilesPerDir = limit;
+    return std::unique_ptr<CFnx_Dal_Configuration>(Create_Dal_Configuration("disk", values));
+  }
+  // A new document left open for writing.
+  std::unique_ptr<CFnx_Dal_Storage> OpenNew(CFnx_Dal_Configuration* config, const std::string& content) {
+    auto document = std::make_unique<CFnx_Dal_Storage>();
+    EXPECT_TRUE(document->OpenForWriting("disk", config));
+    std::uint32_t written = 0;
+    EXPECT_TRUE(document->Write(content.data(), static_cast<std::uint32_t>(content.size()), written, -1));
+    return document;
+  }
+
+  TempDir dir;
+  const std::string root = dir.Join("root");
+};
+
+TEST_F(DiskFailures, ARootThatIsAPlainFileRefusesNewDocuments) {
+  WriteFile(root, "not a directory");
+  auto config = Config(10, root);
+  CFnx_Dal_Storage document;
+  EXPECT_THROW(document.OpenForWriting("disk", config.get()), os_file_toolkit_error);
+  EXPECT_FALSE(document.IsOpen());
+  EXPECT_EQ(ReadFile(root), "not a directory");
+}
+
+TEST_F(DiskFailures, ARootWithoutWritePermissionRefusesNewDocuments) {
+  namespace fs = std::filesystem;
+  Osl_Directory::create(root);
+  fs::permissions(root, fs::perms::owner_read | fs::perms::owner_exec);
+  const std::string probe = os_path(root, "probe");
+  bool ignored = false;
+  try {
+    WriteFile(probe, "");
+    ignored = true;
+  } catch (const std::exception&) {
+  }
+  if (ignored) {
+    fs::permissions(root, fs::perms::owner_all);
+    GTEST_SKIP() << "this user may write into a read-only directory (root ignores permissions)";
+  }
+  auto config = Config(10, root);
+  CFnx_Dal_Storage document;
+  EXPECT_THROW(document.OpenForWriting("disk", config.get()), os_file_toolkit_error);
+  fs::permissions(root, fs::perms::owner_all);
+  EXPECT_TRUE(Entries(root).empty());
+}
+
+TEST_F(DiskFailures, ALimitBelowTenFailsWhenTheDirectoryFillsAndFreesTheLockfile) {
+  auto config = Config(5, root);
+  for (int i = 0; i < 4; ++i) OpenNew(config.get(), "x")->Close(true);
+  CFnx_Dal_Storage document;
+  ExpectFnxError([&] { document.OpenForWriting("disk", config.get()); }, "QRSDAL0637E", 1281, 8);
+  EXPECT_FALSE(document.IsOpen());
+  EXPECT_TRUE(LockfileIsFree(root));
+  const std::vector<std::string> dirs = DateDirectories(root);
+  ASSERT_EQ(dirs.size(), 1u);
+  EXPECT_EQ(DirFileCount(os_path(root, dirs[0])), 5);
+  EXPECT_EQ(Entries(os_path(root, dirs[0])).size(), 5u) << "the refused document was never created";
+}
+
+TEST_F(DiskFailures, OpensOfNamedFilesCheckExistenceAndCreateNothing) {
+  const std::string missing = dir.Join("missing.doc");
+  CFnx_Dal_Storage update(missing);
+  ExpectFnxError([&] { update.ReOpenForWriting(); }, "QRSDAL0506E", 1286, 8);
+  CFnx_Dal_Storage find(missing);
+  find.SetFileCreateFlag(false);
+  auto config = Config(10, root);
+  ExpectFnxError([&] { find.OpenForWriting("disk", config.get()); }, "QRSDAL0506E", 1286, 8);
+  EXPECT_FALSE(Osl_File_System::exists(missing));
+
+  const std::string existing = dir.Join("existing.doc");
+  WriteFile(existing, "kept");
+  CFnx_Dal_Storage create(existing);
+  create.SetFileCreateFlag(true);
+  ExpectFnxError([&] { create.OpenForWriting("disk", config.get()); }, "QRSDAL0505E", 1285, 8);
+  EXPECT_EQ(ReadFile(existing), "kept");
+}
+
+TEST_F(DiskFailures, TheDocumentLockHoldsUntilCloseAndTheLockfileOnlyDuringTheOpen) {
+  auto config = Config(10, root);
+  std::unique_ptr<CFnx_Dal_Storage> first = OpenNew(config.get(), "first writer");
+  EXPECT_TRUE(LockfileIsFree(root)) << "the lockfile is not held while bytes are written";
+  const std::string location = first->GetName();
+
+  CFnx_Dal_Storage update(location);
+  ExpectFnxError([&] { update.ReOpenForWriting(); }, "QRSDAL0514E", 1287, 8);
+  CFnx_Dal_Storage find(location);
+  find.SetFileCreateFlag(false);
+  const std::string text = ExpectFnxError([&] { find.OpenForWriting("disk", config.get()); }, "QRSDAL0514E", 1287, 8);
+  EXPECT_FALSE(update.IsOpen() || find.IsOpen());
+  EXPECT_NE(text.find(location.substr(5, location.find(',') - 5)), std::string::npos) << text;
+
+  CFnx_Dal_Storage reader(location);
+  EXPECT_TRUE(reader.OpenForReading(nullptr)) << "readers take no lock";
+  first->Close(false);
+  EXPECT_TRUE(update.ReOpenForWriting()) << "the lock goes with Close";
+  update.Close(false);
+}
+
+TEST_F(DiskFailures, ADeleteThatCannotRemoveItsDirectoryReportsItAndFreesTheLockfile) {
+  auto config = Config(10, root);
+  std::unique_ptr<CFnx_Dal_Storage> document = OpenNew(config.get(), "doc");
+  document->Close(false);
+  const std::vector<std::string> dirs = DateDirectories(root);
+  ASSERT_EQ(dirs.size(), 1u);
+  const std::string dateDir = os_path(root, dirs[0]);
+  WriteFile(os_path(dateDir, "foreign"), "not counted");  // the count still says 2
+
+  const std::string text = ExpectFnxError([&] { document->Delete(); }, "QRSDAL0D08E", 3329, 8);
+  EXPECT_NE(text.find(dateDir), std::string::npos) << text;
+  EXPECT_TRUE(LockfileIsFree(root));
+  EXPECT_EQ(Entries(dateDir), std::vector<std::string>{"foreign"}) << "file and count went before the directory";
+}
+
+// Where the deleter looks for the lockfile must be where the writer made it,
+// whatever form the root has.
+TEST(DiskLockfile, DeleteFindsTheWritersLockfileForEveryFormOfRoot) {
+  const char sep = OS_PATH_SEPARATOR;
+  std::vector<std::string> roots = {std::string(1, sep), std::string(1, sep) + "data",
+                                    std::string(1, sep) + "data" + sep, "relative", std::string("relative") + sep};
+#ifdef _WIN32
+  roots.insert(roots.end(), {"C:\\", "C:\\data", "\\\\host\\share", "\\\\host\\share\\", "\\\\host\\share\\data\\"});
+#endif
+  for (const std::string& root : roots) {
+    for (const std::string& trail : {std::string(), std::string(1, sep)}) {
+      std::string found;
+      ASSERT_TRUE(DAFileSystem::DateDirectoryRoot(os_path(root, "07_15_2021_1").str() + trail, found)) << root;
+      EXPECT_EQ(DAFileSystem::LockFilePath(found), DAFileSystem::LockFilePath(root)) << "root " << root;
+    }
+  }
+  std::string untouched = "kept";
+  EXPECT_FALSE(DAFileSystem::DateDirectoryRoot("07_15_2021_1", untouched)) << "no separator: no root to lock";
+  EXPECT_FALSE(DAFileSystem::DateDirectoryRoot(os_path(std::string(1, sep), "plain"), untouched));
+  EXPECT_EQ(untouched, "kept");
+}
+
+#ifndef _WIN32
+// A per-process file size limit makes the disk take a write only in part.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(rlim_t bytes) {
+    getrlimit(RLIMIT_FSIZE, &m_old);
+    m_oldHandler = signal(SIGXFSZ, SIG_IGN);
+    rlimit limit = m_old;
+    limit.rlim_cur = bytes;
+    setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  ~FileSizeLimit() {
+    setrlimit(RLIMIT_FSIZE, &m_old);
+    signal(SIGXFSZ, m_oldHandler);
+  }
+
+ private:
+  rlimit m_old{};
+  void (*m_oldHandler)(int) = nullptr;
+};
+#endif
+
+TEST_F(DiskFailures, AShortWriteAddsAFileAndALocatedDocumentRefusesToGrow) {
+#ifdef _WIN32
+  GTEST_SKIP() << "a short disk write is forced with a POSIX file size limit";
+#else
+  constexpr std::uint32_t kLimit = 64 * 1024;
+  const std::string content = DocumentBytes(1, 3 * kLimit);
+  auto config = Config(10, root);
+  std::string location;
+  {
+    FileSizeLimit limit(kLimit);
+    CFnx_Dal_Storage document;
+    ASSERT_TRUE(document.OpenForWriting("disk", config.get()));
+    std::uint32_t written = 0;
+    EXPECT_TRUE(document.Write(content.data(), static_cast<std::uint32_t>(content.size()), written, -1));
+    EXPECT_EQ(written, content.size());
+    document.Close(false);
+    location = document.GetName();
+
+    CFnx_Dal_Storage located(location);
+    ASSERT_TRUE(located.ReOpenForWriting());
+    const std::int64_t position = 3 * kLimit - 8;  // 8 bytes before the last file's limit
+    ExpectFnxError([&] { located.Write("0123456789abcdef", 16, written, position); }, "QRSDAL0509E", 1289, 8);
+    located.Close(true);
+  }
+  std::vector<std::string> files;
+  ParseStorageLocation(location, files);
+  ASSERT_EQ(files.size(), 3u) << location;
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    std::string media, path;
+    std::int64_t from = -1, size = -1;
+    ASSERT_TRUE(ParseFileLocation(files[i], media, path, from, size));
+    EXPECT_EQ(from, static_cast<std::int64_t>(i) * kLimit);
+    EXPECT_EQ(size, kLimit);
+  }
+  CFnx_Dal_Storage reader(location);
+  ASSERT_TRUE(reader.OpenForReading(nullptr));
+  std::string back(content.size() + 10, '\0');
+  ASSERT_EQ(reader.Read(back.data(), static_cast<std::uint32_t>(back.size()), -1),
+            static_cast<std::int32_t>(content.size()));
+  back.resize(content.size());
+  EXPECT_EQ(back.substr(0, 3 * kLimit - 8), content.substr(0, 3 * kLimit - 8));
+  EXPECT_EQ(back.substr(3 * kLimit - 8, 8), "01234567") << "the part that fitted stays written";
+#endif
+}
+
+// A file that takes nothing: a full file that was there before gets a new
+// file behind it, a file joined in the same call stops the write, and tape
+// hands the rest back to the caller.
+TEST(StorageShortWrites, OnlyAFileJoinedInTheSameCallStopsTheWrite) {
+  struct Call {
+    std::uint32_t length;
+    bool result;
+    std::uint32_t written;
+    std::size_t files;
+  };
+  struct Case {
+    const char* media;
+    std::deque<std::uint32_t> capacities;
+    std::vector<Call> calls;
+  };
+  const Case cases[] = {
+      {"capped", {4, 100}, {{4, true, 4, 1}, {3, true, 3, 2}}},  // the full first file was there before
+      {"capped", {4, 4, 0}, {{10, false, 8, 3}}},                // the third file, joined here, takes nothing
+      {"capped", {4, 0}, {{4, true, 4, 1}, {3, false, 0, 2}}},
+      {"tape", {5}, {{5, true, 5, 1}, {3, true, 0, 1}}},         // tape never gains a file
+      {"tape", {3}, {{5, true, 3, 1}}},
+  };
+  for (const Case& c : cases) {
+    DalMediaFactoryTestAccess registration(new CappedMedia(c.media));
+    CappedMedia::s_capacities = c.capacities;
+    NamedConfiguration config(c.media);
+    CFnx_Dal_Storage document;
+    ASSERT_TRUE(document.OpenForWriting(c.media, &config));
+    for (std::size_t i = 0; i < c.calls.size(); ++i) {
+      const Call& call = c.calls[i];
+      const std::string data(call.length, 'd');
+      std::uint32_t written = 99;
+      EXPECT_EQ(document.Write(data.data(), call.length, written, -1), call.result) << c.media << " call " << i;
+      EXPECT_EQ(written, call.written) << c.media << " call " << i;
+      std::vector<std::string> files;
+      ParseStorageLocation(document.GetName(), files);
+      EXPECT_EQ(files.size(), call.files) << c.media << " call " << i << ": " << document.GetName();
+    }
+    document.Close(true);
+  }
+}
+
+TEST(CenteraConfiguration, HasTheDiskShapeButNamesFilesInTheRoot) {
+  CFnx_Dal_ConfigurationCentera prototype;
+  std::unique_ptr<CFnx_Dal_Configuration> config(prototype.Clone());
+  EXPECT_EQ(config->GetName(), "centera");
+  CFnx_Dal_ConfigValues values;
+  values.m_maxPageSize = 3;
+  values.m_maxFilesPerDir = 40;
+  values.m_location = "store/a\\b";
+  values.m_statusLine = "not read";
+  config->SetValues(values);
+  CFnx_Dal_ConfigValues out;
+  out.m_statusLine = "untouched";
+  config->GetValues(out);
+  std::string expected = "store/a/b";
+  DalParsePathSeparators(expected);
+  EXPECT_EQ(out.m_location, expected);
+  EXPECT_EQ(out.m_maxFilesPerDir, 40);
+  EXPECT_EQ(out.m_statusLine, "untouched");
+  EXPECT_EQ(config->GetMaxPageSize(), 3);
+
+  auto* centera = static_cast<CFnx_Dal_ConfigurationCentera*>(config.get());
+  std::string directory, first, second;
+  centera->GetNewLocation(directory, first);
+  centera->GetNewLocation(directory, second);
+  EXPECT_EQ(directory, expected);
+  EXPECT_EQ(first.rfind("fnx_das_", 0), 0u);
+  EXPECT_NE(first, second);
+  EXPECT_FALSE(Osl_File_System::exists(expected)) << "nothing is made on disk";
+  centera->SetDirectoryName();
+  EXPECT_EQ(centera->GetDirectoryName(), CFnx_Dal_ConfigurationCentera::GetDatePrefix() + "-1");
+  EXPECT_TRUE(CFnx_Dal_ConfigurationCentera::IsDateDirectory("07_15_2021_3"));
+  EXPECT_FALSE(CFnx_Dal_ConfigurationCentera::IsDateDirectory("7_15_2021_3"));
+  int count = 17;
+  CFnx_Dal_ConfigurationCentera::CountEntries(expected, count);
+  EXPECT_EQ(count, 17);
+  ExpectFnxError([&] { Create_Dal_Configuration("centera", values); }, "QRSDAL0515E", 1280, 12);
+}
+
+TEST(CenteraHandOver, ReachesTheFirstFilesMediaWithItsArgumentsUnchanged) {
+  const std::string location = "centera@object-a,0,5#centera@object-b,5,5#";
+  ExpectFnxError([&] { CFnx_Dal_Storage unregistered(location); }, "QRSDAL0516E", 1280, 12);
+
+  DalMediaFactoryTestAccess registration(new CappedMedia("centera"));
+  CFnx_Dal_Storage document(location);
+  migrate_parameters parameters;
+  std::string result = "before";
+  EXPECT_EQ(document.write_file_to_centera("the target", result, parameters), 7);
+  EXPECT_EQ(CappedMedia::s_handedTarget, "the target");
+  EXPECT_EQ(CappedMedia::s_handedParameters, &parameters);
+  EXPECT_EQ(result, "handed over");
+
+  CFnx_Dal_Storage empty;
+  EXPECT_EQ(empty.write_file_to_centera("t", result, parameters), 0);
+}
+
+}  // namespace

@@ -1,0 +1,170 @@
+// Several real processes on one disk root: writers, deleters, a process
+// that dies holding the root's lockfile, and two writers of one document.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "child_process.h"
+#include "dal_storage.h"
+#include "disk_content.h"
+#include "fnx_expect.h"
+#include "os_path.h"
+#include "osl_directory.h"
+#include "temp_dir.h"
+
+namespace {
+
+constexpr const char kWorker[] = "dal_disk_worker";
+
+std::vector<std::string> PathsOf(const std::string& location) {
+  std::vector<std::string> files;
+  ParseStorageLocation(location, files);
+  std::vector<std::string> paths;
+  for (const std::string& file : files) {
+    std::string media, path;
+    std::int64_t from = 0, size = 0;
+    EXPECT_TRUE(ParseFileLocation(file, media, path, from, size)) << location;
+    paths.push_back(path);
+  }
+  return paths;
+}
+
+// Reads a whole document back and compares it with what its seed made.
+void ExpectDocument(const AnnouncedDocument& announced) {
+  CFnx_Dal_Storage document(announced.location);
+  ASSERT_TRUE(document.OpenForReading(nullptr));
+  ASSERT_EQ(document.GetSize(), static_cast<std::int64_t>(announced.size)) << announced.location;
+  std::string content(announced.size, '\0');
+  if (!content.empty()) {
+    ASSERT_EQ(document.Read(content.data(), static_cast<std::uint32_t>(content.size()), -1),
+              static_cast<std::int32_t>(content.size()));
+  }
+  EXPECT_TRUE(content == DocumentBytes(announced.seed, announced.size)) << "content differs: " << announced.location;
+}
+
+// Each date directory counts exactly its entries and holds a document.
+void ExpectConsistentRoot(const std::string& root, std::size_t documents) {
+  std::size_t found = 0;
+  for (const std::string& name : DateDirectories(root)) {
+    const std::string directory = os_path(root, name);
+    const std::vector<std::string> entries = Entries(directory);
+    EXPECT_EQ(DirFileCount(directory), static_cast<long>(entries.size())) << directory;
+    EXPECT_GE(entries.size(), 2u) << "a date directory without documents remains: " << directory;
+    found += entries.size() - 1;
+  }
+  EXPECT_EQ(found, documents) << "files in the date directories";
+}
+
+TEST(DiskProcesses, WritersAndDeletersShareOneRoot) {
+  constexpr int kWriters = 4;
+  constexpr int kDocuments = 500;
+  constexpr std::size_t kDeleters = 2;
+  constexpr std::size_t kSlots = 4;  // deleter k takes places k modulo 4: half of all documents
+  const int limits[kWriters] = {10, 23, 37, 50};
+  TempDir dir;
+  const std::string root = dir.Join("root");
+  const std::string stop = dir.Join("writers-done");
+
+  std::vector<std::string> lists;
+  std::vector<ChildProcess> writers;
+  for (int w = 0; w < kWriters; ++w) {
+    lists.push_back(dir.Join("written-" + std::to_string(w)));
+    writers.emplace_back(kWorker, std::vector<std::string>{"write", root, std::to_string(limits[w]),
+                                                           std::to_string(w + 1), std::to_string(kDocuments),
+                                                           lists.back()});
+  }
+  std::vector<std::string> outs;
+  std::vector<ChildProcess> deleters;
+  for (std::size_t k = 0; k < kDeleters; ++k) {
+    outs.push_back(dir.Join("deleted-" + std::to_string(k)));
+    std::vector<std::string> args{"delete", std::to_string(k), std::to_string(kSlots), stop, outs.back()};
+    args.insert(args.end(), lists.begin(), lists.end());
+    deleters.emplace_back(kWorker, args);
+  }
+  for (ChildProcess& writer : writers) EXPECT_EQ(writer.Wait(), 0);
+  AppendLine(stop, "done");
+  for (ChildProcess& deleter : deleters) EXPECT_EQ(deleter.Wait(), 0);
+
+  std::set<std::string> deleted;
+  for (const std::string& out : outs) {
+    for (const std::string& location : ReadLines(out)) EXPECT_TRUE(deleted.insert(location).second) << location;
+  }
+  std::set<std::string> paths;
+  std::size_t kept = 0;
+  for (const std::string& list : lists) {
+    const std::vector<AnnouncedDocument> documents = ReadAnnouncements(list);
+    ASSERT_EQ(documents.size(), static_cast<std::size_t>(kDocuments)) << list;
+    for (std::size_t j = 0; j < documents.size(); ++j) {
+      for (const std::string& path : PathsOf(documents[j].location)) {
+        EXPECT_TRUE(paths.insert(path).second) << "two documents share " << path;
+        EXPECT_EQ(Osl_File_System::exists(path), deleted.count(documents[j].location) == 0) << path;
+      }
+      const bool chosen = j % kSlots < kDeleters;
+      EXPECT_EQ(deleted.count(documents[j].location), chosen ? 1u : 0u) << documents[j].location;
+      if (!chosen) {
+        ExpectDocument(documents[j]);
+        ++kept;
+      }
+    }
+  }
+  EXPECT_EQ(kept, static_cast<std::size_t>(kWriters * kDocuments / 2));
+  ExpectConsistentRoot(root, kept);
+}
+
+TEST(DiskProcesses, AWriterKilledWhileHoldingTheLockfileBlocksNobody) {
+  TempDir dir;
+  const std::string root = dir.Join("root");
+  const std::string marker = dir.Join("holding");
+  ChildProcess holder(kWorker, {"holdlock", root, marker});
+  ASSERT_TRUE(WaitUntil([&] { return Osl_File_System::exists(marker); })) << "the holder never took the lockfile";
+
+  const std::vector<std::string> lists{dir.Join("written-0"), dir.Join("written-1")};
+  std::vector<ChildProcess> writers;
+  for (std::size_t w = 0; w < lists.size(); ++w) {
+    writers.emplace_back(kWorker, std::vector<std::string>{"write", root, "10", std::to_string(w + 7), "20", lists[w]});
+  }
+  for (const std::string& list : lists) {
+    EXPECT_TRUE(ReadLines(list).empty()) << "a writer got past the held lockfile";
+  }
+  holder.Kill();
+  EXPECT_EQ(holder.Wait(), -1);
+  for (ChildProcess& writer : writers) EXPECT_EQ(writer.Wait(), 0);
+  std::size_t documents = 0;
+  for (const std::string& list : lists) {
+    for (const AnnouncedDocument& announced : ReadAnnouncements(list)) {
+      ExpectDocument(announced);
+      ++documents;
+    }
+  }
+  EXPECT_EQ(documents, 40u);
+  ExpectConsistentRoot(root, documents);
+}
+
+TEST(DiskProcesses, ASecondProcessCannotWriteADocumentThatAnotherHolds) {
+  TempDir dir;
+  CFnx_Dal_ConfigValues values;
+  values.m_location = dir.Join("root");
+  values.m_maxFilesPerDir = 10;
+  std::unique_ptr<CFnx_Dal_Configuration> config(Create_Dal_Configuration("disk", values));
+  CFnx_Dal_Storage created;
+  ASSERT_TRUE(created.OpenForWriting("disk", config.get()));
+  std::uint32_t written = 0;
+  ASSERT_TRUE(created.Write("held", 4, written, -1));
+  created.Close(false);
+  const std::string location = created.GetName();
+
+  const std::string marker = dir.Join("holding");
+  ChildProcess holder(kWorker, {"holddoc", location, marker});
+  ASSERT_TRUE(WaitUntil([&] { return Osl_File_System::exists(marker); })) << "the holder never opened the document";
+  CFnx_Dal_Storage second(location);
+  ExpectFnxError([&] { second.ReOpenForWriting(); }, "QRSDAL0514E", 1287, 8);
+  holder.Kill();
+  holder.Wait();
+  EXPECT_TRUE(second.ReOpenForWriting()) << "the lock goes with the process";
+  second.Close(true);
+}
+
+}  // namespace

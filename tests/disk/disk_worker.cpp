@@ -1,0 +1,145 @@
+// dal_disk_worker: one process of the multi-process disk suite.
+//
+//   write <root> <limit> <seed> <count> <list>
+//       stores count new documents of seeded content and random size (0 to
+//       256 KiB) under root, announcing each in list once it is closed
+//   delete <slot> <slots> <stop> <out> <list>...
+//       deletes every announced document whose place in its list is slot
+//       modulo slots, recording each in out, until stop exists and all
+//       announced documents have been seen
+//   holdlock <root> <marker>
+//       takes the root's lockfile as a writer does, makes marker, and blocks
+//   holddoc <location> <marker>
+//       opens a stored document for update, makes marker, and blocks
+//
+// Exit codes: 0 done, 1 bad arguments, 2 a failure (told on stderr).
+#include <chrono>
+#include <cstdint>
+#include <cstdlib>
+#include <exception>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "dal_media_filesystem.h"
+#include "dal_storage.h"
+#include "disk_content.h"
+#include "fnx_error.h"
+#include "os_file.h"
+#include "osl_directory.h"
+
+namespace {
+
+constexpr std::size_t kMaxDocument = 256 * 1024;
+
+[[noreturn]] void BlockForever() {
+  for (;;) std::this_thread::sleep_for(std::chrono::seconds(1));
+}
+
+void MakeMarker(const std::string& path) { AppendLine(path, "here"); }
+
+int WriteDocuments(const std::string& root, int limit, std::uint64_t seed, int count, const std::string& list) {
+  CFnx_Dal_ConfigValues values;
+  values.m_location = root;
+  values.m_maxFilesPerDir = limit;
+  std::unique_ptr<CFnx_Dal_Configuration> config(Create_Dal_Configuration("disk", values));
+  SeededRandom random(seed);
+  for (int i = 0; i < count; ++i) {
+    AnnouncedDocument announced;
+    announced.seed = seed * 1000003u + static_cast<std::uint64_t>(i);
+    announced.size = static_cast<std::size_t>(random.Below(kMaxDocument + 1));
+    const std::string content = DocumentBytes(announced.seed, announced.size);
+    CFnx_Dal_Storage document;
+    if (!document.OpenForWriting("disk", config.get())) throw std::runtime_error("open refused");
+    // One to three calls, so that writes go on where the last one ended.
+    std::size_t done = 0;
+    const int calls = 1 + static_cast<int>(random.Below(3));
+    for (int call = 1; call <= calls; ++call) {
+      const std::size_t piece = call == calls ? announced.size - done : (announced.size - done) / 2;
+      std::uint32_t written = 0;
+      if (!document.Write(content.data() + done, static_cast<std::uint32_t>(piece), written, -1) || written != piece) {
+        throw std::runtime_error("short write of " + document.GetName());
+      }
+      done += piece;
+    }
+    document.Close(false);
+    announced.location = document.GetName();
+    AppendLine(list, FormatAnnouncement(announced));
+  }
+  return 0;
+}
+
+int DeleteDocuments(std::size_t slot, std::size_t slots, const std::string& stop, const std::string& out,
+                    const std::vector<std::string>& lists) {
+  std::map<std::string, std::size_t> seen;
+  int failures = 0;
+  for (;;) {
+    const bool last = Osl_File_System::exists(stop);  // writers are done: this pass sees everything
+    bool progress = false;
+    for (const std::string& list : lists) {
+      const std::vector<AnnouncedDocument> documents = ReadAnnouncements(list);
+      for (std::size_t j = seen[list]; j < documents.size(); ++j) {
+        progress = true;
+        if (j % slots != slot) continue;
+        CFnx_Dal_Storage document(documents[j].location);
+        if (document.Delete() != 0) {
+          std::cerr << "delete failed: " << documents[j].location << "\n";
+          ++failures;
+          continue;
+        }
+        AppendLine(out, documents[j].location);
+      }
+      seen[list] = documents.size();
+    }
+    if (last) return failures == 0 ? 0 : 2;
+    if (!progress) std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+}
+
+int HoldLockfile(const std::string& root, const std::string& marker) {
+  DAFileSystem::MakeDirectories(root);
+  Osl_File lockfile;
+  lockfile.open(DAFileSystem::LockFilePath(root), OSL_FILE_CREATE, OSL_ACCESS_READ_WRITE, 0);
+  if (!lockfile.add_lock(os_file_lock(1, 0, 0, 0), /*wait=*/true)) throw std::runtime_error("lockfile refused");
+  MakeMarker(marker);
+  BlockForever();
+}
+
+int HoldDocument(const std::string& location, const std::string& marker) {
+  CFnx_Dal_Storage document(location);
+  if (!document.ReOpenForWriting()) throw std::runtime_error("open refused");
+  MakeMarker(marker);
+  BlockForever();
+}
+
+int Run(const std::vector<std::string>& args) {
+  const std::string mode = args.empty() ? "" : args[0];
+  if (mode == "write" && args.size() == 6) {
+    return WriteDocuments(args[1], std::atoi(args[2].c_str()), std::stoull(args[3]), std::atoi(args[4].c_str()),
+                          args[5]);
+  }
+  if (mode == "delete" && args.size() >= 6) {
+    return DeleteDocuments(std::stoul(args[1]), std::stoul(args[2]), args[3], args[4],
+                           std::vector<std::string>(args.begin() + 5, args.end()));
+  }
+  if (mode == "holdlock" && args.size() == 3) return HoldLockfile(args[1], args[2]);
+  if (mode == "holddoc" && args.size() == 3) return HoldDocument(args[1], args[2]);
+  std::cerr << "usage: dal_disk_worker write|delete|holdlock|holddoc ...\n";
+  return 1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return Run(std::vector<std::string>(argv + 1, argv + argc));
+  } catch (const FNXError& error) {
+    std::cerr << "dal_disk_worker: " << error.Text() << " (code " << error.Code() << ")\n";
+  } catch (const std::exception& error) {
+    std::cerr << "dal_disk_worker: " << error.what() << "\n";
+  }
+  return 2;
+}

@@ -1,0 +1,81 @@
+#pragma once
+// A media double for the handle's own logic: each file takes only as many
+// bytes as its capacity, the capacities given in the order the files are
+// made, so a disk that fills up and a tape that ends look the same to it.
+// Registered with the media factory for the life of a scope.
+#include <cstdint>
+#include <deque>
+#include <string>
+
+#include "dal_configuration.h"
+#include "dal_media.h"
+
+struct migrate_parameters {
+  int marker = 0;
+};
+
+class CappedMedia : public DAMedia {
+ public:
+  explicit CappedMedia(std::string name) : m_name(std::move(name)) {}
+  DAMedia* Clone() override { return new CappedMedia(m_name); }
+  const std::string& GetMediaName() override { return m_name; }
+  void OpenForReading(const std::string& location, CFnx_Dal_Configuration*) override { m_location = location; }
+  void OpenForReading(const std::string& location) override { m_location = location; }
+  void OpenForWriting(CFnx_Dal_Configuration*, const std::string&) override;
+  void OpenForWriting(const std::string& location, bool) override { m_location = location; }
+  void OpenForUpdate(const std::string& location) override { m_location = location; }
+  void Close() override {}
+  void SetLocation(const std::string& location) override { m_location = location; }
+  std::int32_t Delete() override { return 0; }
+  bool Write(const char* data, std::uint32_t length, std::uint32_t& written, std::uint32_t& counted,
+             std::int64_t offset) override;
+  bool Read(char*, std::uint32_t, std::uint32_t& read, std::int64_t) override {
+    read = 0;
+    return true;
+  }
+  void GetLocation(std::string& location) override { location = m_location; }
+  std::int64_t GetFileSize() override { return static_cast<std::int64_t>(m_content.size()); }
+  bool Resize(std::int64_t) override { return false; }
+  int write_file_to_centera(std::string target, std::string& result, migrate_parameters& parameters) override;
+
+  // Capacities of the next files made by OpenForWriting; unlimited when empty.
+  static std::deque<std::uint32_t> s_capacities;
+  // What the last hand-over received.
+  static std::string s_handedTarget;
+  static migrate_parameters* s_handedParameters;
+
+ private:
+  std::string m_name;
+  std::string m_location;
+  std::string m_content;
+  std::uint32_t m_capacity = UINT32_MAX;
+};
+
+// A configuration that carries nothing but its name.
+class NamedConfiguration : public CFnx_Dal_Configuration {
+ public:
+  explicit NamedConfiguration(std::string name) : m_name(std::move(name)) {}
+  CFnx_Dal_Configuration* Clone() const override { return new NamedConfiguration(m_name); }
+  void SetValues(const CFnx_Dal_ConfigValues&) override {}
+  void GetValues(CFnx_Dal_ConfigValues&) override {}
+  const std::string& GetName() const override { return m_name; }
+  std::int32_t GetMaxPageSize() const override { return 0; }
+  std::string Get_Location() override { return {}; }
+
+ private:
+  std::string m_name;
+};
+
+// Puts a media prototype into the factory under its name and takes it out
+// again at the end of the scope, restoring what was there before.
+class DalMediaFactoryTestAccess {
+ public:
+  explicit DalMediaFactoryTestAccess(DAMedia* prototype);
+  ~DalMediaFactoryTestAccess();
+  DalMediaFactoryTestAccess(const DalMediaFactoryTestAccess&) = delete;
+  DalMediaFactoryTestAccess& operator=(const DalMediaFactoryTestAccess&) = delete;
+
+ private:
+  std::string m_key;
+  DAMedia* m_previous = nullptr;
+};
