@@ -17,7 +17,10 @@ typedef void (*FnxLogCallback)(int severity, const char* component, const char* 
                                void* context);
 
 // Installs the sink (null callback: none). Thread-safe; the callback may be
-// called from any thread that uses the library, one call at a time.
+// called from any thread that uses the library, one call at a time. Once this
+// returns, the previous callback is never called again, so its context may go.
+// The callback must neither log through the library nor install a sink: it
+// runs under the sink's lock and would wait on itself.
 FNX_API void Fnx_SetLogSink(int level, FnxLogCallback callback, void* context);
 }
 

@@ -26,6 +26,7 @@ TEST(OsDate, Formats) {
       {os_date(1, 2, 2003), "%D", "01/02/03"},
       {os_date(12, 31, 1999), "%D", "12/31/99"},
       {os_date(2, 29, 2000), "%m_%d_%Y", "02_29_2000"},
+      {os_date(7, 4, 2026), "%%D is %D", "%D is 07/04/26"},  // an escaped % is no code
   };
   for (const Case& c : cases) EXPECT_EQ(c.date.to_string(c.format), c.text) << c.format;
 }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "os_file.h"
+#include "os_path.h"
 #include "osl_directory.h"
 #include "temp_dir.h"
 #include "toolkit_expect.h"
@@ -100,11 +101,23 @@ TEST_P(OslDirectoryFailure, ThrowsThePlatformNumberAndKeepsWhatWasThere) {
 INSTANTIATE_TEST_SUITE_P(Cases, OslDirectoryFailure, ::testing::ValuesIn(kDirectoryFailures),
                          [](const auto& info) { return std::string(info.param.name); });
 
-TEST(OslDirectory, ListingAMissingDirectoryThrows) {
+TEST(OslDirectory, ListingAMissingDirectoryOrAFileThrows) {
   TempDir dir;
   const std::string missing = dir.Join("missing");
   EXPECT_EQ(ExpectToolkitError<os_file_toolkit_error>([&] { Osl_Directory(missing, 0).filenames(); }, missing),
             native_error::kPathNotFound);
+  const std::string file = dir.Join("file");
+  WriteFile(file, "x");
+  ExpectToolkitError<os_file_toolkit_error>([&] { Osl_Directory(file, 0).filenames(); }, file);
+}
+
+// The disk media asks for directories with and without a trailing separator.
+TEST(OslDirectory, ExistsWithATrailingSeparator) {
+  TempDir dir;
+  EXPECT_TRUE(Osl_Directory::exists(dir.path() + OS_PATH_SEPARATOR));
+  const std::string file = dir.Join("file");
+  WriteFile(file, "x");
+  EXPECT_FALSE(Osl_Directory::exists(file + OS_PATH_SEPARATOR));
 }
 
 TEST(OslFileSystem, ExistsAndRemoveTellFilesFromDirectories) {

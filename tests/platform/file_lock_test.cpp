@@ -39,6 +39,7 @@ TEST_F(FileLock, TwoOpenFilesOfOneProcessExcludeEachOther) {
   Open(second);
   ASSERT_TRUE(first.add_lock(kWholeFile, false));
   EXPECT_FALSE(second.add_lock(kWholeFile, false)) << "the lock belongs to the process, not to the open file";
+  EXPECT_TRUE(first.add_lock(kWholeFile, false)) << "an open file was refused a lock it holds";
 
   first.remove_all_locks();
   EXPECT_TRUE(second.add_lock(kWholeFile, false));

@@ -135,6 +135,9 @@ TEST(OslFile, TransfersCountBytesAndStopAtTheEnd) {
   EXPECT_EQ(back.substr(0, block.size()), block);
   EXPECT_EQ(file.read(back.data(), 10), 0) << "no end of file reported";
   EXPECT_EQ(file.write(block.data(), 0), 0);
+  EXPECT_LT(file.read(back.data(), -1), 0);
+  EXPECT_LT(file.write(block.data(), -1), 0);
+  EXPECT_EQ(SizeOf(file.descriptor()), 100000);
 }
 
 TEST(OslFile, ClosedFileRefusesEverythingAndReopenTakesTheNewFile) {

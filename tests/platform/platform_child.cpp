@@ -58,7 +58,9 @@ int WriteRandomNumbers(long count, const std::string& out) {
 int main(int argc, char** argv) {
   const std::string command = argc > 1 ? argv[1] : "";
   try {
-    if (command == "hold-lock" && (argc == 4 || argc == 5)) return HoldLock(argv[2], argv[3], argc == 5 ? argv[4] : "");
+    if (command == "hold-lock" && (argc == 4 || argc == 5)) {
+      return HoldLock(argv[2], argv[3], argc == 5 ? argv[4] : "");
+    }
     if (command == "try-lock" && argc == 3) return TryLock(argv[2]);
     if (command == "random" && argc == 4) return WriteRandomNumbers(std::atol(argv[2]), argv[3]);
   } catch (const std::exception& error) {
