@@ -2,6 +2,7 @@
 // that dies holding the root's lockfile, and two writers of one document.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <memory>
 #include <set>
 #include <string>
@@ -126,9 +127,23 @@ TEST(DiskProcesses, AWriterKilledWhileHoldingTheLockfileBlocksNobody) {
   for (std::size_t w = 0; w < lists.size(); ++w) {
     writers.emplace_back(kWorker, std::vector<std::string>{"write", root, "10", std::to_string(w + 7), "20", lists[w]});
   }
-  for (const std::string& list : lists) {
-    EXPECT_TRUE(ReadLines(list).empty()) << "a writer got past the held lockfile";
-  }
+  ASSERT_TRUE(WaitUntil([&] {
+    for (const std::string& list : lists) {
+      if (!Osl_File_System::exists(list + ".started")) return false;
+    }
+    return true;
+  })) << "the writers never started";
+  // While the lockfile is held, no writer may finish a document; half a
+  // second is ample time for one to get past a lock that does not hold.
+  EXPECT_FALSE(WaitUntil(
+      [&] {
+        for (const std::string& list : lists) {
+          if (Osl_File_System::exists(list)) return true;
+        }
+        return false;
+      },
+      std::chrono::milliseconds(500)))
+      << "a writer got past the held lockfile";
   holder.Kill();
   EXPECT_EQ(holder.Wait(), -1);
   for (ChildProcess& writer : writers) EXPECT_EQ(writer.Wait(), 0);

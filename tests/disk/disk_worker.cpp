@@ -2,7 +2,8 @@
 //
 //   write <root> <limit> <seed> <count> <list>
 //       stores count new documents of seeded content and random size (0 to
-//       256 KiB) under root, announcing each in list once it is closed
+//       256 KiB) under root, announcing each in list once it is closed;
+//       makes <list>.started before the first document
 //   delete <slot> <slots> <stop> <out> <list>...
 //       deletes every announced document whose place in its list is slot
 //       modulo slots, recording each in out, until stop exists and all
@@ -47,6 +48,7 @@ int WriteDocuments(const std::string& root, int limit, std::uint64_t seed, int c
   values.m_maxFilesPerDir = limit;
   std::unique_ptr<CFnx_Dal_Configuration> config(Create_Dal_Configuration("disk", values));
   SeededRandom random(seed);
+  MakeMarker(list + ".started");
   for (int i = 0; i < count; ++i) {
     AnnouncedDocument announced;
     announced.seed = seed * 1000003u + static_cast<std::uint64_t>(i);
