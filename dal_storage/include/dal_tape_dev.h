@@ -103,9 +103,11 @@ class FNX_API CFnx_Dal_TapeDev {
   void BackupEnd();
 
   // Writing one file (dal_tape_dev_write.cpp): start label, data records, end
-  // label, and the location of the file. FileWrite returns true with written
-  // 0 when the end of the medium was met and a new volume was labelled: the
-  // file is given up and has to be written anew from FileWriteStart on.
+  // label, and the location of the file. At the end of the medium FileWrite
+  // gives up the file in work and asks for a new volume: true with written 0
+  // once it is labelled, false with written 0 when the answer named no
+  // option, end_of_tape_error on "Cancel". The file is then written anew
+  // from FileWriteStart on; FileWrite refuses more bytes until then.
   void FileWriteStart();
   bool FileWrite(char* data, std::uint32_t length, std::uint32_t& written);
   void FileWriteEnd(CFnx_Dal_Tape_Location& location);
