@@ -90,7 +90,7 @@ TEST_F(FileLock, KilledChildLeavesNoLock) {
   Open(file);
   EXPECT_FALSE(file.add_lock(kWholeFile, false)) << "the child's lock did not hold";
   child.Kill();
-  EXPECT_NE(child.Wait(), 0);
+  EXPECT_EQ(child.Wait(), -1);
   // The system frees a dead process's locks; Win32 may take a moment.
   EXPECT_TRUE(WaitUntil([&] { return file.add_lock(kWholeFile, false); })) << "the dead child's lock stayed";
 }
