@@ -13,6 +13,7 @@
 #include "os_file.h"
 #include "osl_directory.h"
 #include "temp_dir.h"
+#include "toolkit_expect.h"
 
 namespace {
 
@@ -39,6 +40,7 @@ TEST_F(FileLock, TwoOpenFilesOfOneProcessExcludeEachOther) {
   Open(second);
   ASSERT_TRUE(first.add_lock(kWholeFile, false));
   EXPECT_FALSE(second.add_lock(kWholeFile, false)) << "the lock belongs to the process, not to the open file";
+  EXPECT_EQ(os_last_error(), native_error::kLockRefused) << "a refusal must leave its reason";
   EXPECT_TRUE(first.add_lock(kWholeFile, false)) << "an open file was refused a lock it holds";
 
   first.remove_all_locks();
