@@ -85,7 +85,8 @@ class os_file {
   int write(const void* buffer, int length);
 
   // 32-bit seek and tell of the toolkit; origin 0 start, 1 current, 2 end.
-  // Throw os_file_toolkit_error on failure or on a position beyond 32 bits.
+  // Throw os_file_toolkit_error on failure or on a position beyond 32 bits;
+  // a refused seek leaves the position where it was.
   long seek(long offset, short origin);
   long tell();
 
