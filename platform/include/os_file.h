@@ -76,7 +76,8 @@ class os_file {
 
   bool is_open() const { return m_handle != os_invalid_handle; }
   // Closes the file, which also releases its locks. Throws
-  // os_file_toolkit_error when the platform refuses; the file is then still open.
+  // os_file_toolkit_error when the platform reports an error; the file counts
+  // as closed even then, since its descriptor cannot be used again.
   void close();
 
   // Transfers up to length bytes; returns the count, 0 at the end of the file,
