@@ -120,7 +120,8 @@ class FNX_API CFnx_Dal_TapeDev {
 
   // The device's own copy of the configuration, with its working values.
   CFnx_Dal_ConfigurationTape* get_config_tape();
-  // Goes to the end block of the configuration, where a run goes on.
+  // Goes to the end block of the configuration, where a run goes on; an
+  // end block of 0 is taken from the volume info instead.
   void GotoEndOfDataUnixCompatible();
 
  protected:

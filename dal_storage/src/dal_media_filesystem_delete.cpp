@@ -23,8 +23,9 @@ bool DAFileSystem::DateDirectoryRoot(const std::string& directory, std::string& 
   const std::size_t last = trimmed.rfind(OS_PATH_SEPARATOR);
   if (last == std::string::npos) return false;
   if (!CFnx_Dal_ConfigurationFileSystem::IsDateDirectory(trimmed.substr(last + 1))) return false;
-  // Not the text before the separator: that is empty for "/07_15_2021_1"
-  // and a bare drive for "C:\07_15_2021_1", and would name a lockfile elsewhere.
+  // Not merely the text before the separator: for a date directory at the top
+  // of the file system that is empty, and the lockfile would be looked for in
+  // the working directory instead of where the writers took it.
   root = DirectoryOf(trimmed);
   return true;
 }

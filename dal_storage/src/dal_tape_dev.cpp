@@ -212,8 +212,13 @@ void CFnx_Dal_TapeDev::AskWrongVolume(const std::string& expected, const std::st
 }
 
 void CFnx_Dal_TapeDev::GotoEndOfDataUnixCompatible() {
+  std::uint32_t end_block = OwnValues().m_endBlock;
+  // Block 0 holds the volume label, so an end block of 0 is one the caller
+  // never kept: the volume's own account, the last status position pushed
+  // behind each file, stands in for it rather than the label being written over.
+  if (end_block == 0) end_block = static_cast<std::uint32_t>(tape_get_number(m_vol_status.offset_low, 10));
   CFnx_Dal_Tape_Position end;
-  end.set(OwnValues().m_endBlock, 0);
+  end.set(end_block, 0);
   GotoPosition(end);
 }
 

@@ -75,7 +75,8 @@ TEST_F(DiskFailures, ARootWithoutWritePermissionRefusesNewDocuments) {
   }
   if (ignored) {
     fs::permissions(root, fs::perms::owner_all);
-    GTEST_SKIP() << "this user may write into a read-only directory (root ignores permissions)";
+    GTEST_SKIP() << "files can be made in a directory without write permission here: root ignores "
+                    "permissions on POSIX, and Windows directories ignore the read-only attribute";
   }
   auto config = Config(10, root);
   CFnx_Dal_Storage document;

@@ -275,6 +275,24 @@ TEST_F(TapeDevBackup, TheSameVolumeIsTakenAndWritingGoesOnBehindTheLastFile) {
   EXPECT_TRUE(SameBytes(RestoreFile(third), Content(300, 3)));
 }
 
+TEST_F(TapeDevBackup, AnEndBlockTheCallerDidNotKeepDoesNotSendTheRunOverTheLabel) {
+  StartRunOnNewVolume();
+  const std::string first = WriteFile(Content(700, 1));
+  const std::uint32_t behind_first = m_drive.position();
+  CFnx_Dal_ConfigValues values = Values();
+  values.m_backupFlag = false;
+  values.m_endBlock = 0;  // a caller that keeps the volume info alone
+  SetValues(values);
+
+  m_drive.Insert(m_cartridge);
+  EXPECT_EQ(WithOperator({}, [&] { FakeTapeDev(m_config, m_drive).BackupStart(); }), Errors{});
+  EXPECT_EQ(m_drive.position(), behind_first);
+  const std::string second = WriteFile(Content(300, 2));
+  EXPECT_TRUE(BlockZeroIsOurVolume(m_cartridge));
+  EXPECT_TRUE(SameBytes(RestoreFile(first), Content(700, 1)));
+  EXPECT_TRUE(SameBytes(RestoreFile(second), Content(300, 2)));
+}
+
 TEST_F(TapeDevBackup, EachAnswerToAWrongVolumeLeadsWhereItShould) {
   MakeKnownVolume();
   const CFnx_Dal_ConfigValues known = Values();

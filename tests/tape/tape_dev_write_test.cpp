@@ -433,6 +433,8 @@ TEST_F(TapeDevWrite, ARunOverThreeVolumesKeepsEveryFileItGaveALocationFor) {
     const int files_on_volume = static_cast<int>(
         std::count(volume_of_file.begin(), volume_of_file.end(), static_cast<int>(loaded)));
     EXPECT_EQ(status.get_file_count(), files_on_volume);
+    EXPECT_NE(values.m_statusLine.find(", files: " + std::to_string(files_on_volume) + ", "), std::string::npos)
+        << values.m_statusLine;
     EXPECT_EQ(std::string(status.offset_low, 10), Digits(m_drive.position(), 10));
   }
   EXPECT_EQ(loaded, 2u);
