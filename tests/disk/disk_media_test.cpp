@@ -9,6 +9,7 @@
 #include "dal_configuration_filesystem.h"
 #include "dal_media_filesystem.h"
 #include "disk_content.h"
+#include "fnx_log.h"
 #include "fnx_expect.h"
 #include "os_path.h"
 #include "osl_directory.h"
@@ -172,6 +173,49 @@ TEST(DiskMediaDelete, OnlyTheFilesOwnDirectoryIsLookedAt) {
   EXPECT_TRUE(Osl_Directory::exists(sub));
   EXPECT_EQ(Entries(dateDir), std::vector<std::string>{"sub"}) << "no lockfile, no count";
   EXPECT_EQ(media.Delete(), 7);
+}
+
+// The lines a delete leaves in the log, in order, for each road it takes.
+TEST(DiskMediaDelete, LogsEachStepOfItsRoad) {
+  struct Sink {
+    static void Capture(int severity, const char*, const char* text, void* context) {
+      static_cast<std::vector<std::string>*>(context)->push_back(std::to_string(severity) + " " + text);
+    }
+  };
+  TempDir dir;
+  const std::string plainDir = dir.Join("plain");
+  const std::string dateDir = os_path(dir.Join("root"), "07_15_2021_1");
+  DAFileSystem::MakeDirectories(plainDir);
+  DAFileSystem::MakeDirectories(dateDir);
+  const std::string plain = os_path(plainDir, "doc");
+  const std::string dated = os_path(dateDir, "doc");
+  const std::string missing = os_path(plainDir, "missing");
+  WriteFile(plain, "x");
+  WriteFile(dated, "x");
+  const std::string started = "1 DAFileSystem::Delete started, location : ";
+  struct Case {
+    std::string path;
+    std::vector<std::string> lines;
+  };
+  const Case cases[] = {
+      {missing, {started + missing}},
+      {plain,
+       {started + plain, "1 DAFileSystem::Delete dir : " + plainDir,
+        "1 DAFileSystem::Delete remove file no lock: " + plain}},
+      {dated,
+       {started + dated, "1 DAFileSystem::Delete dir : " + dateDir,
+        "1 DAFileSystem::Delete remove file with lock: " + dated, "1 DAFileSystem::Delete remove dir: " + dateDir}},
+  };
+  for (const Case& c : cases) {
+    std::vector<std::string> lines;
+    Fnx_SetLogSink(1, &Sink::Capture, &lines);
+    DAFileSystem media;
+    media.SetLocation(c.path);
+    const std::int32_t result = media.Delete();
+    Fnx_SetLogSink(0, nullptr, nullptr);
+    EXPECT_EQ(result, c.path == missing ? 7 : 0) << c.path;
+    EXPECT_EQ(lines, c.lines) << c.path;
+  }
 }
 
 }  // namespace
