@@ -190,7 +190,10 @@ bool CFnx_Dal_Storage::Write(const char* data, std::uint32_t length, std::uint32
   if (data == nullptr || length == 0) return true;
 
   DAFile* target = position == -1 ? (m_files.empty() ? nullptr : m_files.back()) : FindTarget(position);
-  if (!target) {
+  // A position before the file that would take it (below 0, or in a gap of
+  // a parsed location) has no place in any file: the media would write at
+  // wherever its file pointer stands and grow a file that another follows.
+  if (!target || (position != -1 && position < target->GetFrom())) {
     DAL_THROW(Message("")["QRSDAL0508E"] << "CFnx_Dal_Storage::Write: " << tos(position) << tos(GetSize()),
               1288, 8);
   }

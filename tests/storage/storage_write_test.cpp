@@ -71,10 +71,15 @@ TEST_F(StoredDocument, WriteRefusesPositionsBeyondTheEnd) {
   EXPECT_TRUE(document.Write(nullptr, 5, written, 0));
   EXPECT_EQ(written, 0u);
   EXPECT_TRUE(document.Write("x", 0, written, 99));
-  const std::string text =
-      ExpectFnxError([&] { document.Write("x", 1, written, 13); }, "QRSDAL0508E", 1288, 8);
-  EXPECT_NE(text.find("13"), std::string::npos);
-  EXPECT_NE(text.find("12"), std::string::npos);
+  // One byte past the end, and positions before the first byte: no file holds them.
+  for (const std::int64_t position : {13LL, -2LL, -4096LL}) {
+    const std::string text =
+        ExpectFnxError([&] { document.Write("x", 1, written, position); }, "QRSDAL0508E", 1288, 8);
+    EXPECT_NE(text.find(std::to_string(position)), std::string::npos) << text;
+    EXPECT_NE(text.find("12"), std::string::npos) << text;
+    EXPECT_EQ(written, 0u);
+  }
+  document.Close(true);
   EXPECT_EQ(Contents(), "aaaabbbbcccc");
 }
 
