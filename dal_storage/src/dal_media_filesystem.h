@@ -89,3 +89,7 @@ std::int64_t TransferInChunks(std::uint32_t length, Transfer transfer) {
 // Releases the locks of an open file and closes it, swallowing failures:
 // the clean-up of every path that leaves with an exception.
 void AbandonFile(Osl_File& file) noexcept;
+
+// Raises QRSDAL0514E for a lock that was refused, with the platform's error
+// number read first when the text carries it.
+[[noreturn]] void ThrowLockRefused(const char* context, const std::string& path, bool withErrorCode, int line);

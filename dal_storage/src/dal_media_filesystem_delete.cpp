@@ -60,8 +60,7 @@ std::int32_t DAFileSystem::Delete() {
     lockFile.open(lockPath, OSL_FILE_CREATE, OSL_ACCESS_READ_WRITE, 0);
     try {
       if (!lockFile.add_lock(os_file_lock(1, 0, 0, 0), /*wait=*/true)) {
-        std::string text = Message("")["QRSDAL0514E"] << "DAFileSystem::Delete lock: " << lockPath;
-        throw FNXError(text + " Error code: " + std::to_string(os_last_error()), 1287, 8, kSourceFile, __LINE__);
+        ThrowLockRefused("DAFileSystem::Delete lock: ", lockPath, /*withErrorCode=*/true, __LINE__);
       }
     } catch (const os_file_toolkit_error&) {
       // No locks on this file system: delete unlocked.
