@@ -46,7 +46,8 @@ class FNX_API CFnx_Dal_Storage {
   std::int64_t GetSize() const;
   // 0, or -1 when the delete of a file failed (the others are still tried).
   std::int32_t Delete();
-  // Cuts the document to newSize; never makes it longer.
+  // Cuts the document to newSize; never makes it longer. false, with nothing
+  // changed, for a negative size.
   bool Resize(std::int64_t newSize);
   void GetFirstFilePath(std::string& path) const;
   void ResetLocation(const std::string& location);

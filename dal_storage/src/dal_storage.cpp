@@ -311,6 +311,9 @@ std::int32_t CFnx_Dal_Storage::Delete() {
 }
 
 bool CFnx_Dal_Storage::Resize(std::int64_t newSize) {
+  // No document is shorter than empty: a negative size (-1 is "where the last
+  // file stands" elsewhere) would otherwise delete every file.
+  if (newSize < 0) return false;
   if (newSize >= GetSize()) return true;
   while (!m_files.empty()) {
     DAFile* file = m_files.back();

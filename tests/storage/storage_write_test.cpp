@@ -99,7 +99,11 @@ TEST_F(StoredDocument, ResizeCutsAndRemovesWholeFiles) {
     ASSERT_TRUE(document.ReOpenForWriting());
     EXPECT_TRUE(document.Resize(12));
     EXPECT_TRUE(document.Resize(100));
+    for (const std::int64_t negative : {-1LL, -13LL}) {
+      EXPECT_FALSE(document.Resize(negative)) << "no size below 0: " << negative;
+    }
     EXPECT_EQ(document.GetSize(), 12);
+    EXPECT_EQ(Contents(), "aaaabbbbcccc");
     EXPECT_TRUE(document.Resize(8)) << "a size equal to a file's start removes that file";
     EXPECT_EQ(document.GetSize(), 8);
     EXPECT_FALSE(Osl_File_System::exists(paths[2]));
