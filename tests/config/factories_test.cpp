@@ -2,10 +2,13 @@
 // version registration.
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <ctime>
 #include <list>
 #include <memory>
 #include <regex>
 #include <string>
+#include <utility>
 
 #include "dal_configuration.h"
 #include "dal_configuration_filesystem.h"
@@ -147,8 +150,36 @@ TEST(TapeConfiguration, KeepsTheWholeRecord) {
   EXPECT_EQ(copy.Get_Location(), "root");
   std::unique_ptr<CFnx_Dal_Configuration> clone(config.Clone());
   EXPECT_EQ(clone->Get_Location(), "");
-  EXPECT_TRUE(std::regex_match(config.GetCurDateFormat(), std::regex(R"(\d{4}\.\d{2}\.\d{2})")));
-  EXPECT_TRUE(std::regex_match(config.GetCurTimeFormat(), std::regex(R"(\d{2}\.\d{2}\.\d{2})")));
+}
+
+// The local date and time of now, spelled as the stamps of tape labels are:
+// year first, then month and day; hours, minutes and seconds; all with dots.
+std::pair<std::string, std::string> LocalStamps() {
+  const std::time_t now = std::time(nullptr);
+  std::tm local{};
+#ifdef _WIN32
+  localtime_s(&local, &now);
+#else
+  localtime_r(&now, &local);
+#endif
+  char date[32];
+  char time[32];
+  std::snprintf(date, sizeof date, "%04d.%02d.%02d", local.tm_year + 1900, local.tm_mon + 1, local.tm_mday);
+  std::snprintf(time, sizeof time, "%02d.%02d.%02d", local.tm_hour, local.tm_min, local.tm_sec);
+  return {date, time};
+}
+
+TEST(TapeConfiguration, StampsTheLocalDateAndTime) {
+  const CFnx_Dal_ConfigurationTape config;
+  const auto before = LocalStamps();
+  const std::string date = config.GetCurDateFormat();
+  const std::string time = config.GetCurTimeFormat();
+  const auto after = LocalStamps();
+  EXPECT_TRUE(date == before.first || date == after.first) << date << " between " << before.first << " and "
+                                                           << after.first;
+  const bool inRange = before.second <= time && time <= after.second;
+  EXPECT_TRUE(inRange || time == before.second || time == after.second)
+      << time << " between " << before.second << " and " << after.second;
 }
 
 TEST(Versions, TheLibraryRegistersAtLoadAndOnRequest) {
