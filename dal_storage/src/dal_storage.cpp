@@ -141,9 +141,10 @@ bool CFnx_Dal_Storage::OpenForWriting(const std::string& mediaType, CFnx_Dal_Con
   CFnx_Dal_Trace trace(
       "CFnx_Dal_Storage::OpenForWriting(const string & mediaType, CFnx_Dal_Configuration * Config)");
   if (m_isOpen) return false;
-  if (config->GetName() != mediaType) {
-    DAL_THROW(Message("")["QRSDAL0507E"] << "CFnx_Dal_Storage::OpenForWriting: " << config->GetName()
-                                         << mediaType,
+  // No configuration names no media: refused like a configuration of another one.
+  const std::string configName = config ? config->GetName() : std::string();
+  if (!config || configName != mediaType) {
+    DAL_THROW(Message("")["QRSDAL0507E"] << "CFnx_Dal_Storage::OpenForWriting: " << configName << mediaType,
               1287, 8);
   }
   m_mediaType = mediaType;
@@ -334,14 +335,14 @@ void CFnx_Dal_Storage::SetFileExtension(const std::string& extension) { m_fileEx
 void CFnx_Dal_Storage::SetFileCreateFlag(bool create) { m_fileCreateFlag = create; }
 
 void CFnx_Dal_Storage::BackupStart(CFnx_Dal_Configuration* config) {
-  const std::string name = config->GetName();
+  const std::string name = config ? config->GetName() : std::string();  // no media has an empty name
   std::unique_ptr<DAMedia> media(CFnx_Dal_MediaFactory::Instance()->Create(name));
   if (!media) DAL_THROW(Message("")["QRSDAL0516E"] << "CFnx_Dal_Storage::BackupStart: " << name, 1280, 12);
   media->BackupStart(config);
 }
 
 void CFnx_Dal_Storage::BackupEnd(CFnx_Dal_Configuration* config) {
-  const std::string name = config->GetName();
+  const std::string name = config ? config->GetName() : std::string();  // no media has an empty name
   std::unique_ptr<DAMedia> media(CFnx_Dal_MediaFactory::Instance()->Create(name));
   if (!media) DAL_THROW(Message("")["QRSDAL0516E"] << "CFnx_Dal_Storage::BackupEnd: " << name, 1280, 12);
   media->BackupEnd(config);

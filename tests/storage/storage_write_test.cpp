@@ -137,10 +137,30 @@ TEST(StorageOpenForWriting, ComparesTheMediaTypeExactly) {
   EXPECT_NE(text.find("'disk'"), std::string::npos);
   EXPECT_NE(text.find("'DISK'"), std::string::npos);
   ExpectFnxError([&] { document.OpenForWriting("disk", &tape); }, "QRSDAL0507E", 1287, 8);
+  ExpectFnxError([&] { document.OpenForWriting("disk", nullptr); }, "QRSDAL0507E", 1287, 8);
   EXPECT_FALSE(document.IsOpen());
 }
 
+// A configuration of a media that no factory knows.
+class FloppyConfiguration : public CFnx_Dal_Configuration {
+ public:
+  CFnx_Dal_Configuration* Clone() const override { return new FloppyConfiguration(); }
+  void SetValues(const CFnx_Dal_ConfigValues&) override {}
+  void GetValues(CFnx_Dal_ConfigValues&) override {}
+  const std::string& GetName() const override {
+    static const std::string name = "floppy";
+    return name;
+  }
+  std::int32_t GetMaxPageSize() const override { return 0; }
+  std::string Get_Location() override { return {}; }
+};
+
 TEST(StorageBackup, UnknownMediaNamesAreRefusedAndDiskDoesNothing) {
+  FloppyConfiguration floppy;
+  const std::string text =
+      ExpectFnxError([&] { CFnx_Dal_Storage::BackupStart(&floppy); }, "QRSDAL0516E", 1280, 12);
+  EXPECT_NE(text.find("floppy"), std::string::npos) << text;
+  ExpectFnxError([&] { CFnx_Dal_Storage::BackupEnd(&floppy); }, "QRSDAL0516E", 1280, 12);
   TempDir dir;
   CFnx_Dal_ConfigValues values;
   values.m_location = dir.Join("root");
@@ -148,6 +168,8 @@ TEST(StorageBackup, UnknownMediaNamesAreRefusedAndDiskDoesNothing) {
   CFnx_Dal_Storage::BackupStart(disk.get());
   CFnx_Dal_Storage::BackupEnd(disk.get());
   EXPECT_FALSE(Osl_File_System::exists(values.m_location)) << "the disk media has no backup run";
+  ExpectFnxError([] { CFnx_Dal_Storage::BackupStart(nullptr); }, "QRSDAL0516E", 1280, 12);
+  ExpectFnxError([] { CFnx_Dal_Storage::BackupEnd(nullptr); }, "QRSDAL0516E", 1280, 12);
 }
 
 }  // namespace
