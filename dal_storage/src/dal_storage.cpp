@@ -233,7 +233,7 @@ bool CFnx_Dal_Storage::Write(const char* data, std::uint32_t length, std::uint32
     if (m_mediaType == kTape) break;  // the caller decides what to do with the rest
     if (!last) {
       target = *++current;
-    } else if (m_fixedLocation) {
+    } else if (m_fixedLocation || !m_config) {  // without a configuration no new file has a place
       DAL_THROW(Message("")["QRSDAL0509E"] << "CFnx_Dal_Storage::Write: ", 1289, 8);
     } else {
       target = AppendNewFile("CFnx_Dal_Storage::Write: ");

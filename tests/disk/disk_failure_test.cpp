@@ -219,6 +219,14 @@ TEST_F(DiskFailures, AShortWriteAddsAFileAndALocatedDocumentRefusesToGrow) {
     const std::int64_t position = 3 * kLimit - 8;  // 8 bytes before the last file's limit
     ExpectFnxError([&] { located.Write("0123456789abcdef", 16, written, position); }, "QRSDAL0509E", 1289, 8);
     located.Close(true);
+
+    // The writer's own handle moved to the stored location keeps its media
+    // name but has no configuration to place a new file with.
+    document.Close(true);
+    document.ResetLocation(location);
+    ASSERT_TRUE(document.ReOpenForWriting());
+    ExpectFnxError([&] { document.Write("0123456789abcdef", 16, written, position); }, "QRSDAL0509E", 1289, 8);
+    document.Close(true);
   }
   std::vector<std::string> files;
   ParseStorageLocation(location, files);
