@@ -132,6 +132,9 @@ std::string DAFile::GetFileName() {
   if (!m_media) return "@" + m_path + "," + tos(m_from) + "," + tos(m_size);
   std::string location;
   m_media->GetLocation(location);
+  // A media that was never opened or located knows neither place nor size
+  // yet; the file's own path and size keep the name one that reads back.
+  if (location.empty()) return m_media->GetMediaName() + "@" + m_path + "," + tos(m_from) + "," + tos(m_size);
   return m_media->GetMediaName() + "@" + location + "," + tos(m_from) + "," + tos(m_media->GetFileSize());
 }
 

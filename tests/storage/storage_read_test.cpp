@@ -93,7 +93,11 @@ TEST_F(ThreeFileDocument, CloseWithoutDestroyingReadsAgainFromTheStart) {
 
 TEST_F(ThreeFileDocument, GetNameRoundTripsThroughTheConstructor) {
   CFnx_Dal_Storage document(location);
-  ASSERT_TRUE(document.OpenForReading(nullptr));  // the media learn their paths at the open
+  EXPECT_EQ(document.GetName(), location) << "before any open, the files name themselves";
+  EXPECT_EQ(CFnx_Dal_Storage(document).GetName(), location) << "so does a copy";
+  const std::string bare = dir.Join("part1");
+  EXPECT_EQ(CFnx_Dal_Storage(bare).GetName(), "disk@" + bare + ",0,0#") << "a bare path in the list form";
+  ASSERT_TRUE(document.OpenForReading(nullptr));
   EXPECT_EQ(document.GetName(), location);
   CFnx_Dal_Storage again(document.GetName());
   ASSERT_TRUE(again.OpenForReading(nullptr));
