@@ -179,7 +179,9 @@ bool DAFile::Resize(std::int64_t size) {
 }
 
 void DAFile::GetFilePath(std::string& path) {
-  if (m_media) m_media->GetLocation(path);
+  if (!m_media) return;
+  m_media->GetLocation(path);
+  if (path.empty()) path = m_path;  // the media has no place yet: the file's own
 }
 
 void DAFile::Close() {

@@ -97,6 +97,9 @@ TEST_F(ThreeFileDocument, GetNameRoundTripsThroughTheConstructor) {
   EXPECT_EQ(CFnx_Dal_Storage(document).GetName(), location) << "so does a copy";
   const std::string bare = dir.Join("part1");
   EXPECT_EQ(CFnx_Dal_Storage(bare).GetName(), "disk@" + bare + ",0,0#") << "a bare path in the list form";
+  std::string firstPath;
+  document.GetFirstFilePath(firstPath);
+  EXPECT_EQ(firstPath, dir.Join("part0")) << "and the first file knows its path";
   ASSERT_TRUE(document.OpenForReading(nullptr));
   EXPECT_EQ(document.GetName(), location);
   CFnx_Dal_Storage again(document.GetName());
