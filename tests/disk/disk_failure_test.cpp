@@ -8,6 +8,7 @@
 
 #include "dal_configuration_centera.h"
 #include "dal_configuration_filesystem.h"
+#include "dal_file.h"
 #include "dal_media_filesystem.h"
 #include "dal_storage.h"
 #include "disk_content.h"
@@ -289,6 +290,18 @@ TEST(StorageShortWrites, OnlyAFileJoinedInTheSameCallStopsTheWrite) {
     }
     document.Close(true);
   }
+}
+
+// A stored file never grows through Resize: a size at or above its own does
+// not reach the media, whose Resize here always refuses.
+TEST(StoredFileResize, OnlyASmallerSizeReachesTheMedia) {
+  DalMediaFactoryTestAccess registration(new CappedMedia("capped"));
+  DAFile file("capped@somewhere,0,5", true);
+  EXPECT_TRUE(file.Resize(5));
+  EXPECT_TRUE(file.Resize(9));
+  EXPECT_EQ(file.GetFileSize(), 5);
+  EXPECT_FALSE(file.Resize(4));
+  EXPECT_EQ(file.GetFileSize(), 5) << "a refused cut keeps the size";
 }
 
 TEST(CenteraConfiguration, HasTheDiskShapeButNamesFilesInTheRoot) {

@@ -153,6 +153,14 @@ TEST_F(DiskRoot, ARestartGoesOnInTheHighestDirectoryOfTheDay) {
   EXPECT_EQ(DirFileCount(os_path(root, TodaysDirectory(1))), -1) << "gaps and lower numbers are not filled";
 }
 
+TEST_F(DiskRoot, ANumberThatIsNoNumberCountsAsZero) {
+  Osl_Directory::create(root);
+  Osl_Directory::create(os_path(root, os_date::today().to_string("%m_%d_%Y") + "_x"));
+  UseLimit(10);
+  Store("a");
+  EXPECT_EQ(DirFileCount(os_path(root, TodaysDirectory(0))), 2);
+}
+
 TEST_F(DiskRoot, ResizeAndUpdateWorkOnAStoredDocument) {
   UseLimit(10);
   const std::string location = Store(std::string(100, 'a'));

@@ -126,6 +126,15 @@ TEST_F(ThreeFileDocument, CopiesAreIndependentAndStartClosed) {
   EXPECT_EQ(assigned.GetName(), location);
 }
 
+TEST_F(ThreeFileDocument, ALocationWithoutFromAndSizeIsMeasuredAtTheOpen) {
+  const std::string path = dir.Join("part1");
+  CFnx_Dal_Storage document("disk@" + path + "#");
+  ASSERT_TRUE(document.OpenForReading(nullptr));
+  EXPECT_EQ(document.GetSize(), 19);
+  EXPECT_EQ(ReadAt(document, 100, 0), "fox jumps over the ");
+  EXPECT_EQ(document.GetName(), "disk@" + path + ",0,19#");
+}
+
 TEST_F(ThreeFileDocument, StaleSizeInTheLocationBoundsTheRead) {
   // The location's size stays, whatever the file now holds; the name shows the media's size.
   const std::string path = dir.Join("part0");
