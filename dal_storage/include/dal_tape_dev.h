@@ -157,6 +157,9 @@ class FNX_API CFnx_Dal_TapeDev {
   void AskWrongVolume(const std::string& expected, const std::string& id_found);
   // GetBlockSize into m_block_size, refused unless the format can use it.
   void ReadBlockSize();
+  // Raises unless m_block_size is one the format can use: 0 gives
+  // tape_single_blocksize_error, any other such size QRSDAL0540E.
+  void RequireUsableBlockSize() const;
   CFnx_Dal_ConfigValues OwnValues();
   void SetOwnValues(const CFnx_Dal_ConfigValues& values);
   void Push();

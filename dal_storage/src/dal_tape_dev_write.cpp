@@ -24,6 +24,10 @@ void LogLine(const std::string& text) {
 }  // namespace
 
 void CFnx_Dal_TapeDev::WriteBuf(char* data, int length, int mode) {
+  // A start of file whose block size failed can still come here, when the
+  // operator's answer to the foreign-tape question named no option: a label
+  // would overrun a smaller block, and records would not fill whole blocks.
+  RequireUsableBlockSize();
   const auto block_size = static_cast<std::uint32_t>(m_block_size);
   unsigned long long written = 0;
   if (mode == kWriteLabel || mode == kFlushRecord) {

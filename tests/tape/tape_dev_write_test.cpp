@@ -392,6 +392,29 @@ TEST_F(TapeDevWrite, AForeignTapeAtTheStartOfAFileIsReplacedOrRefused) {
   }
 }
 
+TEST_F(TapeDevWrite, ABlockSizeTheFormatCannotUseIsRefusedAlsoWhenTheForeignTapeIsTakenAsItIs) {
+  // The drive's block size fails the start of the file; the operator's answer
+  // names no option, so the start label is written all the same.
+  struct Case {
+    std::uint32_t block_size;
+    const char* id;
+    int code, error_class;
+  } cases[] = {{0, "tape_single_blocksize_error", 0, 0}, {256, "QRSDAL0540E", 1291, 8}, {3000, "QRSDAL0540E", 1291, 8}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.block_size);
+    const std::vector<std::string> blocks_before = m_cartridge->blocks;
+    m_drive.set_block_size(c.block_size);
+    EXPECT_EQ(WithOperator({{kForeignTape, kRetryCancel, "?"}},
+                           [&] {
+                             FakeTapeDev device(m_config, m_drive);
+                             ExpectFnxError([&] { device.FileWriteStart(); }, c.id, c.code, c.error_class);
+                           }),
+              Errors{});
+    m_drive.set_block_size(512);
+    EXPECT_EQ(m_cartridge->blocks, blocks_before);
+  }
+}
+
 // ---------------------------------------------------------------------------
 // A run over three volumes.
 
