@@ -136,7 +136,8 @@ class FNX_API CFnx_Dal_TapeDev {
   // the 35-byte id read from it.
   bool TapeCheckIsSame(std::string& id_found);
   void WriteTapeLabel();
-  // Status refresh from the drive's position into the own volume info.
+  // Status refresh from the drive's position into the own volume info and
+  // end block.
   void set_config_values();
   // set_config_values, the status line, and the push.
   void UpdateConfigValues();

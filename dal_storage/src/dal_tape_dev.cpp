@@ -263,6 +263,12 @@ void CFnx_Dal_TapeDev::set_config_values() {
   tape_blank_pass(m_vol_status.bytes(), sizeof m_vol_status);
   CFnx_Dal_ConfigValues values = OwnValues();
   values.m_volumeInfo = tape_volume_info_refresh(values.m_volumeInfo, m_vol_status);
+  // The end block follows the status position at every refresh. A run that
+  // ends without BackupEnd (a restore ends it, or the process stops) would
+  // otherwise leave the block where it started, and the next run would write
+  // over the files it made; after a change of volume it would name a block
+  // of the old one.
+  values.m_endBlock = here.offset_low();
   SetOwnValues(values);
 }
 

@@ -293,6 +293,22 @@ TEST_F(TapeDevBackup, AnEndBlockTheCallerDidNotKeepDoesNotSendTheRunOverTheLabel
   EXPECT_TRUE(SameBytes(RestoreFile(second), Content(300, 2)));
 }
 
+TEST_F(TapeDevBackup, ARunEndedByARestoreGoesOnBehindItsLastFileNotOverIt) {
+  StartRunOnNewVolume();
+  const std::string first = WriteFile(Content(700, 1));
+  FakeTapeDev(m_config, m_drive).BackupEnd();
+  EXPECT_EQ(WithOperator({}, [&] { FakeTapeDev(m_config, m_drive).BackupStart(); }), Errors{});
+  const std::string second = WriteFile(Content(900, 2));
+  const std::uint32_t behind_second = m_drive.position();
+  // The restore ends the run without a BackupEnd; the caller starts a new one.
+  EXPECT_TRUE(SameBytes(RestoreFile(first), Content(700, 1)));
+  EXPECT_EQ(WithOperator({}, [&] { FakeTapeDev(m_config, m_drive).BackupStart(); }), Errors{});
+  EXPECT_EQ(m_drive.position(), behind_second);
+  const std::string third = WriteFile(Content(300, 3));
+  EXPECT_TRUE(SameBytes(RestoreFile(second), Content(900, 2)));
+  EXPECT_TRUE(SameBytes(RestoreFile(third), Content(300, 3)));
+}
+
 TEST_F(TapeDevBackup, EachAnswerToAWrongVolumeLeadsWhereItShould) {
   MakeKnownVolume();
   const CFnx_Dal_ConfigValues known = Values();
