@@ -396,3 +396,48 @@ TEST_F(TapeDevBackup, BackupEndClosesTheRunAndPushesTheStatusLine) {
   EXPECT_EQ(status.get_file_count(), 2);
   EXPECT_EQ(status.used_blocks(), m_drive.position());
 }
+
+TEST_F(TapeDevBackup, TheStatusLineShowsTheTrimmedNameAndTheUsedBlocksInGigabytes) {
+  struct Case {
+    const char* name;
+    std::string volume_name;
+    std::uint32_t block_size, end_block;
+    std::string shown_name, used;
+  } cases[] = {
+      {"100 blocks of 64 KiB", "VOL_A", 65536, 100, "VOL_A", "0.006 GB"},
+      {"a blank name, nothing written", std::string(16, ' '), 512, 1, " ", "0.000 GB"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    m_cartridge = std::make_shared<FakeCartridge>();
+    m_drive.Insert(m_cartridge);
+    m_drive.set_block_size(c.block_size);
+    CFnx_Dal_ConfigValues values = Values();
+    values.m_volumeName = c.volume_name;
+    SetValues(values);
+    StartRunOnNewVolume();
+    m_cartridge->blocks.resize(c.end_block, std::string(c.block_size, 'd'));
+    values = Values();
+    values.m_endBlock = c.end_block;
+    SetValues(values);
+    FakeTapeDev(m_config, m_drive).GotoEndOfDataUnixCompatible();
+    ASSERT_EQ(m_drive.position(), c.end_block);
+    FakeTapeDev(m_config, m_drive).BackupEnd();
+
+    const std::string id = VolumeId();
+    const std::string expected = "volume=\"" + c.shown_name + ", " + id.substr(16, 10) + ", " + id.substr(27, 8) +
+                                 "\", used : " + c.used + ", files: 0, last backup: \"";
+    EXPECT_EQ(Values().m_statusLine.substr(0, expected.size()), expected) << Values().m_statusLine;
+  }
+}
+
+TEST_F(TapeDevBackup, BackupEndLeavesAChangedTapeAlone) {
+  StartRunOnNewVolume();
+  WriteFile(Content(700, 1));
+  auto other = LabelledCartridge("OLD_VOL", 512);
+  const std::vector<std::string> other_blocks = other->blocks;
+  m_drive.Insert(other);
+  EXPECT_EQ(WithOperator({}, [&] { FakeTapeDev(m_config, m_drive).BackupEnd(); }), Errors{});
+  EXPECT_EQ(other->blocks, other_blocks);
+  EXPECT_FALSE(Values().m_backupFlag);
+}

@@ -136,6 +136,17 @@ TEST_F(TapeDevRead, EachAnswerToAWrongVolumeLeadsWhereItShould) {
   }
 }
 
+TEST_F(TapeDevRead, AStartBlockTheWrongTapeDoesNotHoldShowsItsVolumeLabel) {
+  auto other = LabelledCartridge("OLD_VOL", 512);  // ends before block 1, where the file starts
+  m_drive.Insert(other);
+  std::string restored;
+  EXPECT_EQ(WithOperator({{RestoreQuestion(other->blocks[0].substr(kTapeVolumeIdOffset, 35)), kRetryCancel, "Retry",
+                           [&] { m_drive.Insert(m_cartridge); }}},
+                         [&] { restored = RestoreFile(m_location); }),
+            Errors{});
+  EXPECT_TRUE(SameBytes(restored, m_content));
+}
+
 TEST_F(TapeDevRead, AnUnreadableStartLabelOnTheRightVolumeIsNoObstacle) {
   m_cartridge->unreadable.insert(1);
   EXPECT_EQ(WithOperator({}, [&] { EXPECT_TRUE(SameBytes(RestoreFile(m_location), m_content)); }), Errors{});
