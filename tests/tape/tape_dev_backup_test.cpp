@@ -139,6 +139,8 @@ TEST_F(TapeDevBackup, EachAnswerToALabelledOrForeignTapeLeadsWhereItShould) {
                                aborted = true;
                                EXPECT_EQ(abort.Text(), "tape_user_abort");
                                EXPECT_EQ(abort.Code(), 0);
+                               EXPECT_EQ(abort.Class(), 0);
+                               EXPECT_EQ(abort.SourceFile(), kTapeDevSource);
                              }
                            }),
               Errors{});

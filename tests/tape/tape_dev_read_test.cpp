@@ -121,8 +121,9 @@ TEST_F(TapeDevRead, EachAnswerToAWrongVolumeLeadsWhereItShould) {
                            [&] {
                              try {
                                restored = RestoreFile(m_location, 100000);
-                             } catch (const tape_user_abort&) {
+                             } catch (const tape_user_abort& abort) {
                                aborted = true;
+                               EXPECT_EQ(abort.SourceFile(), kTapeDevSource);
                              }
                            }),
               Errors{});

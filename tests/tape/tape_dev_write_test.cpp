@@ -211,6 +211,11 @@ TEST_F(TapeDevWrite, NoFileIsStartedOutsideABackupRun) {
   m_drive.ClearIo();
   FakeTapeDev device(m_config, m_drive);
   ExpectFnxError([&] { device.FileWriteStart(); }, "QRSDAL0513E", 1290, 8);
+  try {
+    device.FileWriteStart();
+  } catch (const FNXError& error) {
+    EXPECT_EQ(error.SourceFile(), kTapeDevSource);
+  }
   EXPECT_TRUE(m_drive.io().empty());
   EXPECT_EQ(Values().m_volumeInfo, values.m_volumeInfo);
 }
@@ -265,8 +270,9 @@ TEST_F(TapeDevWrite, EachAnswerAtTheEndOfTheMediumInTheDataLeadsWhereItShould) {
                            [&] {
                              try {
                                result = device.FileWrite(bytes.data(), 3 * 65528, written);
-                             } catch (const end_of_tape_error&) {
+                             } catch (const end_of_tape_error& error) {
                                raised_end_of_tape = true;
+                               EXPECT_EQ(error.SourceFile(), kTapeDevSource);
                              }
                            }),
               Errors{});
@@ -374,7 +380,8 @@ TEST_F(TapeDevWrite, AForeignTapeAtTheStartOfAFileIsReplacedOrRefused) {
                              try {
                                FakeTapeDev device(m_config, m_drive);
                                device.FileWriteStart();
-                             } catch (const tape_user_abort&) {
+                             } catch (const tape_user_abort& abort) {
+                               EXPECT_EQ(abort.SourceFile(), kTapeDevSource);
                                outcome = "abort";
                              }
                            }),
