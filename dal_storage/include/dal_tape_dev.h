@@ -156,6 +156,9 @@ class FNX_API CFnx_Dal_TapeDev {
   // m_opt_use; returns the option chosen.
   const std::string& AskRetryCancel(const std::string& question, bool offer_use);
   void AskWrongVolume(const std::string& expected, const std::string& id_found);
+  // After the operator's "Retry" at the end of the medium or at a foreign
+  // tape: a new tape, labelled, and pushed as the run's volume.
+  void TakeNewVolume();
   // GetBlockSize into m_block_size, refused unless the format can use it.
   void ReadBlockSize();
   // Raises unless m_block_size is one the format can use: 0 gives
