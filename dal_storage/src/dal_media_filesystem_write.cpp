@@ -15,8 +15,9 @@ constexpr const char kSourceFile[] = "dal_storage/src/dal_media_filesystem";
 constexpr int kNewFileFlags = OSL_FILE_CREATE | OSL_FILE_EXCLUSIVE;
 
 [[noreturn]] void ThrowLockRefused(const char* context, const std::string& path, bool withErrorCode, int line) {
+  const auto error = os_last_error();  // before the message's allocations can change it
   std::string text = Message("")["QRSDAL0514E"] << context << path;
-  if (withErrorCode) text += " Error code: " + std::to_string(os_last_error());
+  if (withErrorCode) text += " Error code: " + std::to_string(error);
   throw FNXError(text, 1287, 8, kSourceFile, line);
 }
 

@@ -76,7 +76,8 @@ class os_file {
 
   bool is_open() const { return m_handle != os_invalid_handle; }
   // Closes the file, which also releases its locks. Throws
-  // os_file_toolkit_error when the platform refuses; the file is then still open.
+  // os_file_toolkit_error when the platform reports an error; the file counts
+  // as closed even then, since its descriptor cannot be used again.
   void close();
 
   // Transfers up to length bytes; returns the count, 0 at the end of the file,
@@ -85,7 +86,8 @@ class os_file {
   int write(const void* buffer, int length);
 
   // 32-bit seek and tell of the toolkit; origin 0 start, 1 current, 2 end.
-  // Throw os_file_toolkit_error on failure or on a position beyond 32 bits.
+  // Throw os_file_toolkit_error on failure or on a position beyond 32 bits;
+  // a refused seek leaves the position where it was.
   long seek(long offset, short origin);
   long tell();
 

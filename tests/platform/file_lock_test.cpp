@@ -13,6 +13,7 @@
 #include "os_file.h"
 #include "osl_directory.h"
 #include "temp_dir.h"
+#include "toolkit_expect.h"
 
 namespace {
 
@@ -39,6 +40,7 @@ TEST_F(FileLock, TwoOpenFilesOfOneProcessExcludeEachOther) {
   Open(second);
   ASSERT_TRUE(first.add_lock(kWholeFile, false));
   EXPECT_FALSE(second.add_lock(kWholeFile, false)) << "the lock belongs to the process, not to the open file";
+  EXPECT_EQ(os_last_error(), native_error::kLockRefused) << "a refusal must leave its reason";
   EXPECT_TRUE(first.add_lock(kWholeFile, false)) << "an open file was refused a lock it holds";
 
   first.remove_all_locks();
@@ -90,7 +92,7 @@ TEST_F(FileLock, KilledChildLeavesNoLock) {
   Open(file);
   EXPECT_FALSE(file.add_lock(kWholeFile, false)) << "the child's lock did not hold";
   child.Kill();
-  EXPECT_NE(child.Wait(), 0);
+  EXPECT_EQ(child.Wait(), -1);
   // The system frees a dead process's locks; Win32 may take a moment.
   EXPECT_TRUE(WaitUntil([&] { return file.add_lock(kWholeFile, false); })) << "the dead child's lock stayed";
 }

@@ -149,7 +149,9 @@ TEST(OslFile, ClosedFileRefusesEverythingAndReopenTakesTheNewFile) {
   Osl_File file;
   char c = 0;
   EXPECT_LT(file.read(&c, 1), 0);
+  EXPECT_EQ(os_last_error(), native_error::kBadHandle);
   EXPECT_LT(file.write(&c, 1), 0);
+  EXPECT_EQ(os_last_error(), native_error::kBadHandle);
   EXPECT_EQ(file.descriptor(), os_invalid_handle);
 
   file.open(first, 0, OSL_ACCESS_READ, 0);

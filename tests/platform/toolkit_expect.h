@@ -22,6 +22,8 @@ inline constexpr std::uint32_t kFileExists = ERROR_FILE_EXISTS;
 inline constexpr std::uint32_t kDirectoryExists = ERROR_ALREADY_EXISTS;
 inline constexpr std::uint32_t kDirectoryNotEmpty = ERROR_DIR_NOT_EMPTY;
 inline constexpr std::uint32_t kNegativeSeek = ERROR_NEGATIVE_SEEK;
+inline constexpr std::uint32_t kBadHandle = ERROR_INVALID_HANDLE;
+inline constexpr std::uint32_t kLockRefused = ERROR_LOCK_VIOLATION;
 #else
 inline constexpr std::uint32_t kFileNotFound = ENOENT;
 inline constexpr std::uint32_t kPathNotFound = ENOENT;
@@ -29,6 +31,8 @@ inline constexpr std::uint32_t kFileExists = EEXIST;
 inline constexpr std::uint32_t kDirectoryExists = EEXIST;
 inline constexpr std::uint32_t kDirectoryNotEmpty = ENOTEMPTY;
 inline constexpr std::uint32_t kNegativeSeek = EINVAL;
+inline constexpr std::uint32_t kBadHandle = EBADF;
+inline constexpr std::uint32_t kLockRefused = EAGAIN;
 #endif
 }  // namespace native_error
 
