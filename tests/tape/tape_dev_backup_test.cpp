@@ -70,6 +70,7 @@ TEST_F(TapeDevBackup, LabelsWithoutAQuestionWhenTheFlagsAndTheTapeAllowIt) {
   } cases[] = {
       {"force on a labelled tape", true, false, false, [] { return LabelledCartridge("OLD_VOL", 512); }},
       {"force on foreign data", true, false, false, [] { return ForeignDataCartridge(512); }},
+      {"force on a tape of the same name", true, false, false, [] { return LabelledCartridge("VOL_A", 512); }},
       {"first new-volume flag, blank tape", false, true, false, [] { return std::make_shared<FakeCartridge>(); }},
       {"second new-volume flag, blank tape", false, false, true, [] { return std::make_shared<FakeCartridge>(); }},
   };
@@ -79,6 +80,11 @@ TEST_F(TapeDevBackup, LabelsWithoutAQuestionWhenTheFlagsAndTheTapeAllowIt) {
     const std::string old_id = tape->blocks.empty() ? "" : IdOf(tape);
     m_drive.Insert(tape);
     SetFlags(c.force, c.new1, c.new2);
+    CFnx_Dal_ConfigValues before = Values();
+    if (!before.m_volumeInfo.empty()) {  // the previous case's volume, with files on it
+      before.m_volumeInfo.replace(kTapeVolumeIdOffset + 71, 8, "00000017");
+      SetValues(before);
+    }
     EXPECT_EQ(WithOperator({}, [&] { FakeTapeDev(m_config, m_drive).BackupStart(); }), Errors{});
 
     ASSERT_TRUE(BlockZeroIsOurVolume(tape));
