@@ -136,7 +136,8 @@ class FNX_API CFnx_Dal_TapeDev {
   // the 35-byte id read from it.
   bool TapeCheckIsSame(std::string& id_found);
   void WriteTapeLabel();
-  // Status refresh from the drive's position into the own volume info.
+  // Status refresh from the drive's position into the own volume info and
+  // end block.
   void set_config_values();
   // set_config_values, the status line, and the push.
   void UpdateConfigValues();
@@ -155,8 +156,14 @@ class FNX_API CFnx_Dal_TapeDev {
   // m_opt_use; returns the option chosen.
   const std::string& AskRetryCancel(const std::string& question, bool offer_use);
   void AskWrongVolume(const std::string& expected, const std::string& id_found);
+  // After the operator's "Retry" at the end of the medium or at a foreign
+  // tape: a new tape, labelled, and pushed as the run's volume.
+  void TakeNewVolume();
   // GetBlockSize into m_block_size, refused unless the format can use it.
   void ReadBlockSize();
+  // Raises unless m_block_size is one the format can use: 0 gives
+  // tape_single_blocksize_error, any other such size QRSDAL0540E.
+  void RequireUsableBlockSize() const;
   CFnx_Dal_ConfigValues OwnValues();
   void SetOwnValues(const CFnx_Dal_ConfigValues& values);
   void Push();

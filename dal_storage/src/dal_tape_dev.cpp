@@ -77,13 +77,19 @@ void CFnx_Dal_TapeDev::ReadBlockSize() {
   unsigned long long block_size = 0;
   GetBlockSize(block_size);
   m_block_size = block_size;
-  if (block_size == 0) throw tape_single_blocksize_error(kSourceFile, __LINE__);
+  RequireUsableBlockSize();
+  m_blocks_per_record = static_cast<std::int32_t>(kTapeRecordSize / block_size);
+}
+
+void CFnx_Dal_TapeDev::RequireUsableBlockSize() const {
+  if (m_block_size == 0) throw tape_single_blocksize_error(kSourceFile, __LINE__);
   // Every block is read into m_buffer and a record has to be a whole number
   // of blocks: any other size would overrun the buffer or split a record.
-  if (!tape_block_size_valid(block_size)) {
-    DAL_THROW(Message("")["QRSDAL0540E"] << "CFnx_Dal_TapeDev::GetBlockSize: " << block_size, 1291, 8);
+  if (!tape_block_size_valid(m_block_size)) {
+    DAL_THROW(Message("")["QRSDAL0540E"] << "CFnx_Dal_TapeDev::GetBlockSize: "
+                                         << static_cast<unsigned long long>(m_block_size),
+              1291, 8);
   }
-  m_blocks_per_record = static_cast<std::int32_t>(kTapeRecordSize / block_size);
 }
 
 // ---------------------------------------------------------------------------
@@ -257,6 +263,12 @@ void CFnx_Dal_TapeDev::set_config_values() {
   tape_blank_pass(m_vol_status.bytes(), sizeof m_vol_status);
   CFnx_Dal_ConfigValues values = OwnValues();
   values.m_volumeInfo = tape_volume_info_refresh(values.m_volumeInfo, m_vol_status);
+  // The end block follows the status position at every refresh. A run that
+  // ends without BackupEnd (a restore ends it, or the process stops) would
+  // otherwise leave the block where it started, and the next run would write
+  // over the files it made; after a change of volume it would name a block
+  // of the old one.
+  values.m_endBlock = here.offset_low();
   SetOwnValues(values);
 }
 

@@ -24,6 +24,10 @@ void LogLine(const std::string& text) {
 }  // namespace
 
 void CFnx_Dal_TapeDev::WriteBuf(char* data, int length, int mode) {
+  // A start of file whose block size failed can still come here, when the
+  // operator's answer to the foreign-tape question named no option: a label
+  // would overrun a smaller block, and records would not fill whole blocks.
+  RequireUsableBlockSize();
   const auto block_size = static_cast<std::uint32_t>(m_block_size);
   unsigned long long written = 0;
   if (mode == kWriteLabel || mode == kFlushRecord) {
@@ -58,6 +62,16 @@ void CFnx_Dal_TapeDev::WriteBuf(char* data, int length, int mode) {
   }
 }
 
+void CFnx_Dal_TapeDev::TakeNewVolume() {
+  TapeCheckIsNew();
+  WriteTapeLabel();  // the file count starts again at 0
+  // The caller learns of the new volume at once, not only when a file on it
+  // is ended: a file given up before that would leave the caller naming the
+  // old volume, and every later file would carry the old volume's id in its
+  // labels and location while it lies on the new one.
+  UpdateConfigValues();
+}
+
 void CFnx_Dal_TapeDev::set_file_label(tape_file_label& label) {
   label.set_start(m_config.GetCurDateFormat(), m_config.GetCurTimeFormat(), m_position, OwnValues().m_volumeInfo);
 }
@@ -88,8 +102,7 @@ void CFnx_Dal_TapeDev::FileWriteStart() {
           AskRetryCancel("Foreign tape in the drive.\nPlease, insert a new volume and press \"Retry\"", false);
       if (answer == m_opt_cancel) throw tape_user_abort(kSourceFile, __LINE__);
       if (answer == m_opt_retry) {
-        TapeCheckIsNew();
-        WriteTapeLabel();
+        TakeNewVolume();
         continue;
       }
       // An answer that names no option goes on with the start label.
@@ -108,8 +121,7 @@ void CFnx_Dal_TapeDev::FileWriteStart() {
         if (answer == m_opt_cancel) throw tape_user_abort(kSourceFile, __LINE__);
         if (answer == m_opt_retry) break;
       }
-      TapeCheckIsNew();
-      WriteTapeLabel();
+      TakeNewVolume();
       continue;
     }
     break;
@@ -155,10 +167,7 @@ bool CFnx_Dal_TapeDev::FileWrite(char* data, std::uint32_t length, std::uint32_t
         false);
     if (answer == m_opt_cancel) throw end_of_tape_error(kSourceFile, __LINE__);
     if (answer != m_opt_retry) return false;
-    TapeCheckIsNew();
-    WriteTapeLabel();
-    m_file_count = 0;
-    UpdateConfigValues();
+    TakeNewVolume();
     return true;
   }
   m_file_bytes += length;

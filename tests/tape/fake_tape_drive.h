@@ -42,6 +42,8 @@ class FakeTapeDrive {
   std::shared_ptr<FakeCartridge> Loaded() const { return m_cartridge; }
 
   std::uint32_t block_size() const { return m_block_size; }
+  // What the drive reports from now on, as after a change of medium or mode.
+  void set_block_size(std::uint32_t block_size) { m_block_size = block_size; }
   std::uint32_t position() const { return m_position; }
   const std::vector<FakeIo>& io() const { return m_io; }
   void ClearIo() { m_io.clear(); }

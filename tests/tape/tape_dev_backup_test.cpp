@@ -70,6 +70,7 @@ TEST_F(TapeDevBackup, LabelsWithoutAQuestionWhenTheFlagsAndTheTapeAllowIt) {
   } cases[] = {
       {"force on a labelled tape", true, false, false, [] { return LabelledCartridge("OLD_VOL", 512); }},
       {"force on foreign data", true, false, false, [] { return ForeignDataCartridge(512); }},
+      {"force on a tape of the same name", true, false, false, [] { return LabelledCartridge("VOL_A", 512); }},
       {"first new-volume flag, blank tape", false, true, false, [] { return std::make_shared<FakeCartridge>(); }},
       {"second new-volume flag, blank tape", false, false, true, [] { return std::make_shared<FakeCartridge>(); }},
   };
@@ -79,6 +80,11 @@ TEST_F(TapeDevBackup, LabelsWithoutAQuestionWhenTheFlagsAndTheTapeAllowIt) {
     const std::string old_id = tape->blocks.empty() ? "" : IdOf(tape);
     m_drive.Insert(tape);
     SetFlags(c.force, c.new1, c.new2);
+    CFnx_Dal_ConfigValues before = Values();
+    if (!before.m_volumeInfo.empty()) {  // the previous case's volume, with files on it
+      before.m_volumeInfo.replace(kTapeVolumeIdOffset + 71, 8, "00000017");
+      SetValues(before);
+    }
     EXPECT_EQ(WithOperator({}, [&] { FakeTapeDev(m_config, m_drive).BackupStart(); }), Errors{});
 
     ASSERT_TRUE(BlockZeroIsOurVolume(tape));
@@ -139,6 +145,8 @@ TEST_F(TapeDevBackup, EachAnswerToALabelledOrForeignTapeLeadsWhereItShould) {
                                aborted = true;
                                EXPECT_EQ(abort.Text(), "tape_user_abort");
                                EXPECT_EQ(abort.Code(), 0);
+                               EXPECT_EQ(abort.Class(), 0);
+                               EXPECT_EQ(abort.SourceFile(), kTapeDevSource);
                              }
                            }),
               Errors{});
@@ -293,6 +301,22 @@ TEST_F(TapeDevBackup, AnEndBlockTheCallerDidNotKeepDoesNotSendTheRunOverTheLabel
   EXPECT_TRUE(SameBytes(RestoreFile(second), Content(300, 2)));
 }
 
+TEST_F(TapeDevBackup, ARunEndedByARestoreGoesOnBehindItsLastFileNotOverIt) {
+  StartRunOnNewVolume();
+  const std::string first = WriteFile(Content(700, 1));
+  FakeTapeDev(m_config, m_drive).BackupEnd();
+  EXPECT_EQ(WithOperator({}, [&] { FakeTapeDev(m_config, m_drive).BackupStart(); }), Errors{});
+  const std::string second = WriteFile(Content(900, 2));
+  const std::uint32_t behind_second = m_drive.position();
+  // The restore ends the run without a BackupEnd; the caller starts a new one.
+  EXPECT_TRUE(SameBytes(RestoreFile(first), Content(700, 1)));
+  EXPECT_EQ(WithOperator({}, [&] { FakeTapeDev(m_config, m_drive).BackupStart(); }), Errors{});
+  EXPECT_EQ(m_drive.position(), behind_second);
+  const std::string third = WriteFile(Content(300, 3));
+  EXPECT_TRUE(SameBytes(RestoreFile(second), Content(900, 2)));
+  EXPECT_TRUE(SameBytes(RestoreFile(third), Content(300, 3)));
+}
+
 TEST_F(TapeDevBackup, EachAnswerToAWrongVolumeLeadsWhereItShould) {
   MakeKnownVolume();
   const CFnx_Dal_ConfigValues known = Values();
@@ -379,4 +403,49 @@ TEST_F(TapeDevBackup, BackupEndClosesTheRunAndPushesTheStatusLine) {
   status.load(values.m_volumeInfo);
   EXPECT_EQ(status.get_file_count(), 2);
   EXPECT_EQ(status.used_blocks(), m_drive.position());
+}
+
+TEST_F(TapeDevBackup, TheStatusLineShowsTheTrimmedNameAndTheUsedBlocksInGigabytes) {
+  struct Case {
+    const char* name;
+    std::string volume_name;
+    std::uint32_t block_size, end_block;
+    std::string shown_name, used;
+  } cases[] = {
+      {"100 blocks of 64 KiB", "VOL_A", 65536, 100, "VOL_A", "0.006 GB"},
+      {"a blank name, nothing written", std::string(16, ' '), 512, 1, " ", "0.000 GB"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    m_cartridge = std::make_shared<FakeCartridge>();
+    m_drive.Insert(m_cartridge);
+    m_drive.set_block_size(c.block_size);
+    CFnx_Dal_ConfigValues values = Values();
+    values.m_volumeName = c.volume_name;
+    SetValues(values);
+    StartRunOnNewVolume();
+    m_cartridge->blocks.resize(c.end_block, std::string(c.block_size, 'd'));
+    values = Values();
+    values.m_endBlock = c.end_block;
+    SetValues(values);
+    FakeTapeDev(m_config, m_drive).GotoEndOfDataUnixCompatible();
+    ASSERT_EQ(m_drive.position(), c.end_block);
+    FakeTapeDev(m_config, m_drive).BackupEnd();
+
+    const std::string id = VolumeId();
+    const std::string expected = "volume=\"" + c.shown_name + ", " + id.substr(16, 10) + ", " + id.substr(27, 8) +
+                                 "\", used : " + c.used + ", files: 0, last backup: \"";
+    EXPECT_EQ(Values().m_statusLine.substr(0, expected.size()), expected) << Values().m_statusLine;
+  }
+}
+
+TEST_F(TapeDevBackup, BackupEndLeavesAChangedTapeAlone) {
+  StartRunOnNewVolume();
+  WriteFile(Content(700, 1));
+  auto other = LabelledCartridge("OLD_VOL", 512);
+  const std::vector<std::string> other_blocks = other->blocks;
+  m_drive.Insert(other);
+  EXPECT_EQ(WithOperator({}, [&] { FakeTapeDev(m_config, m_drive).BackupEnd(); }), Errors{});
+  EXPECT_EQ(other->blocks, other_blocks);
+  EXPECT_FALSE(Values().m_backupFlag);
 }

@@ -13,6 +13,9 @@
 #include "fake_tape_drive.h"
 #include "scripted_operator.h"
 
+// The source that the device's own failures name.
+inline constexpr char kTapeDevSource[] = "dal_storage/src/dal_tape_dev";
+
 class TapeDevTest : public ::testing::Test {
  protected:
   explicit TapeDevTest(std::uint32_t block_size = 512);

@@ -121,8 +121,9 @@ TEST_F(TapeDevRead, EachAnswerToAWrongVolumeLeadsWhereItShould) {
                            [&] {
                              try {
                                restored = RestoreFile(m_location, 100000);
-                             } catch (const tape_user_abort&) {
+                             } catch (const tape_user_abort& abort) {
                                aborted = true;
+                               EXPECT_EQ(abort.SourceFile(), kTapeDevSource);
                              }
                            }),
               Errors{});
@@ -134,6 +135,17 @@ TEST_F(TapeDevRead, EachAnswerToAWrongVolumeLeadsWhereItShould) {
     EXPECT_EQ(other->blocks.size(), 3u);
     m_drive.Insert(m_cartridge);
   }
+}
+
+TEST_F(TapeDevRead, AStartBlockTheWrongTapeDoesNotHoldShowsItsVolumeLabel) {
+  auto other = LabelledCartridge("OLD_VOL", 512);  // ends before block 1, where the file starts
+  m_drive.Insert(other);
+  std::string restored;
+  EXPECT_EQ(WithOperator({{RestoreQuestion(other->blocks[0].substr(kTapeVolumeIdOffset, 35)), kRetryCancel, "Retry",
+                           [&] { m_drive.Insert(m_cartridge); }}},
+                         [&] { restored = RestoreFile(m_location); }),
+            Errors{});
+  EXPECT_TRUE(SameBytes(restored, m_content));
 }
 
 TEST_F(TapeDevRead, AnUnreadableStartLabelOnTheRightVolumeIsNoObstacle) {

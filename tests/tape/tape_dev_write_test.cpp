@@ -211,6 +211,11 @@ TEST_F(TapeDevWrite, NoFileIsStartedOutsideABackupRun) {
   m_drive.ClearIo();
   FakeTapeDev device(m_config, m_drive);
   ExpectFnxError([&] { device.FileWriteStart(); }, "QRSDAL0513E", 1290, 8);
+  try {
+    device.FileWriteStart();
+  } catch (const FNXError& error) {
+    EXPECT_EQ(error.SourceFile(), kTapeDevSource);
+  }
   EXPECT_TRUE(m_drive.io().empty());
   EXPECT_EQ(Values().m_volumeInfo, values.m_volumeInfo);
 }
@@ -265,8 +270,9 @@ TEST_F(TapeDevWrite, EachAnswerAtTheEndOfTheMediumInTheDataLeadsWhereItShould) {
                            [&] {
                              try {
                                result = device.FileWrite(bytes.data(), 3 * 65528, written);
-                             } catch (const end_of_tape_error&) {
+                             } catch (const end_of_tape_error& error) {
                                raised_end_of_tape = true;
+                               EXPECT_EQ(error.SourceFile(), kTapeDevSource);
                              }
                            }),
               Errors{});
@@ -374,7 +380,8 @@ TEST_F(TapeDevWrite, AForeignTapeAtTheStartOfAFileIsReplacedOrRefused) {
                              try {
                                FakeTapeDev device(m_config, m_drive);
                                device.FileWriteStart();
-                             } catch (const tape_user_abort&) {
+                             } catch (const tape_user_abort& abort) {
+                               EXPECT_EQ(abort.SourceFile(), kTapeDevSource);
                                outcome = "abort";
                              }
                            }),
@@ -389,6 +396,77 @@ TEST_F(TapeDevWrite, AForeignTapeAtTheStartOfAFileIsReplacedOrRefused) {
     } else {
       EXPECT_EQ(m_cartridge->blocks.size(), blocks_before);
     }
+  }
+}
+
+TEST_F(TapeDevWrite, ANewVolumeTakenAtTheStartOfAFileReachesTheCallerEvenIfTheFileStaysEmpty) {
+  struct Case {
+    const char* name;
+    bool foreign;  // else the end of the medium at the start label
+  } cases[] = {{"end of the medium at the start label", false}, {"foreign tape", true}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    auto old = std::make_shared<FakeCartridge>();
+    old->end_of_medium = 5;  // label, one 700-byte file
+    m_drive.Insert(old);
+    StartRunOnNewVolume();
+    WriteFile(Content(700));
+    const std::string old_id = VolumeId();
+    auto next = std::make_shared<FakeCartridge>();
+    m_drive.position_fails = c.foreign;
+    EXPECT_EQ(WithOperator({{c.foreign ? kForeignTape : kStartLabelEot, kRetryCancel, "Retry",
+                             [&] {
+                               m_drive.position_fails = false;
+                               WaitForNewLabelTime(old_id);
+                               m_drive.Insert(next);
+                             }}},
+                           [&] {
+                             FakeTapeDev device(m_config, m_drive);
+                             device.FileWriteStart();
+                             CFnx_Dal_Tape_Location location;
+                             device.FileWriteEnd(location);  // nothing was written to the file
+                           }),
+              Errors{});
+    const std::string new_id = next->blocks.at(0).substr(kTapeVolumeIdOffset, kTapeVolumeIdSize);
+    EXPECT_EQ(VolumeId(), new_id);
+
+    // The next file lies on the new volume and its location says so.
+    const std::string location = WriteFile(Content(900, 5));
+    EXPECT_EQ(location.substr(180, 26) + "/" + location.substr(206, 8), new_id);
+    EXPECT_EQ(location.substr(214, 6), "000001");
+    m_drive.Insert(old);  // it holds data where the file starts on the new one
+    const std::string found_on_old =
+        old->blocks.at(std::stoul(location.substr(254, 10))).substr(kTapeFileLabelVolumeIdOffset, kTapeVolumeIdSize);
+    std::string restored;
+    EXPECT_EQ(WithOperator({{"Restore: please insert tape with label=(" + new_id + ").\n Label on current tape=(" +
+                                 found_on_old + ")",
+                             kRetryCancel, "Retry", [&] { m_drive.Insert(next); }}},
+                           [&] { restored = RestoreFile(location); }),
+              Errors{});
+    EXPECT_TRUE(SameBytes(restored, Content(900, 5)));
+  }
+}
+
+TEST_F(TapeDevWrite, ABlockSizeTheFormatCannotUseIsRefusedAlsoWhenTheForeignTapeIsTakenAsItIs) {
+  // The drive's block size fails the start of the file; the operator's answer
+  // names no option, so the start label is written all the same.
+  struct Case {
+    std::uint32_t block_size;
+    const char* id;
+    int code, error_class;
+  } cases[] = {{0, "tape_single_blocksize_error", 0, 0}, {256, "QRSDAL0540E", 1291, 8}, {3000, "QRSDAL0540E", 1291, 8}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.block_size);
+    const std::vector<std::string> blocks_before = m_cartridge->blocks;
+    m_drive.set_block_size(c.block_size);
+    EXPECT_EQ(WithOperator({{kForeignTape, kRetryCancel, "?"}},
+                           [&] {
+                             FakeTapeDev device(m_config, m_drive);
+                             ExpectFnxError([&] { device.FileWriteStart(); }, c.id, c.code, c.error_class);
+                           }),
+              Errors{});
+    m_drive.set_block_size(512);
+    EXPECT_EQ(m_cartridge->blocks, blocks_before);
   }
 }
 
