@@ -12,7 +12,6 @@
 #include "dal_configuration_filesystem.h"
 #include "dal_storage.h"
 #include "disk_content.h"
-#include "fnx_expect.h"
 #include "os_datetime.h"
 #include "os_path.h"
 #include "osl_directory.h"
@@ -24,13 +23,13 @@ std::string TodaysDirectory(int number) { return os_date::today().to_string("%m_
 
 class DiskRoot : public ::testing::Test {
  protected:
-  void UseLimit(int limit) {
+  void UseRoot(const std::string& location) {
     CFnx_Dal_ConfigValues values;
-    values.m_location = root;
-    values.m_maxFilesPerDir = limit;
+    values.m_location = location;
+    values.m_maxFilesPerDir = 10;
     config.reset(Create_Dal_Configuration("disk", values));
   }
-  // Writes a new document through road 1 and returns its location.
+  // Writes a new document and returns its location.
   std::string Store(const std::string& content, const std::string& extension = "") {
     CFnx_Dal_Storage document;
     if (!extension.empty()) document.SetFileExtension(extension);
@@ -44,18 +43,9 @@ class DiskRoot : public ::testing::Test {
   std::string Load(const std::string& location) {
     CFnx_Dal_Storage document(location);
     EXPECT_TRUE(document.OpenForReading(nullptr));
-    std::string content(static_cast<std::size_t>(document.GetSize()), '\0');
-    const std::int32_t n = document.Read(content.data(), static_cast<std::uint32_t>(content.size()), -1);
-    EXPECT_EQ(n, static_cast<std::int32_t>(content.size()));
+    std::string content(100, '\0');
+    content.resize(static_cast<std::size_t>(document.Read(content.data(), 100, -1)));
     return content;
-  }
-  static std::string PathOf(const std::string& location) {
-    std::vector<std::string> files;
-    ParseStorageLocation(location, files);
-    std::string media, path;
-    std::int64_t from = 0, size = 0;
-    EXPECT_TRUE(!files.empty() && ParseFileLocation(files[0], media, path, from, size)) << location;
-    return path;
   }
   std::string DirText(const std::string& name) { return ReadFile(os_path(os_path(root, name), "dirfile.txt")); }
 
@@ -65,7 +55,7 @@ class DiskRoot : public ::testing::Test {
 };
 
 TEST_F(DiskRoot, DocumentsFillNumberedDirectoriesOfTheDay) {
-  UseLimit(10);
+  UseRoot(root);
   std::vector<std::string> locations;
   for (int i = 0; i < 12; ++i) {
     locations.push_back(Store("document " + std::to_string(i), "dat"));
@@ -82,20 +72,21 @@ TEST_F(DiskRoot, DocumentsFillNumberedDirectoriesOfTheDay) {
   const std::regex name(R"(fnx_das_\d{6}_[0-9A-Za-z]+\.dat)");
   std::set<std::string> paths;
   for (std::size_t i = 0; i < locations.size(); ++i) {
-    const std::string path = PathOf(locations[i]);
+    std::string path;
+    CFnx_Dal_Storage(locations[i]).GetFirstFilePath(path);
     EXPECT_TRUE(std::regex_match(os_path(path).filename(), name)) << path;
-    EXPECT_EQ(locations[i], "disk@" + path + ",0," + std::to_string(Load(locations[i]).size()) + "#");
-    EXPECT_EQ(Load(locations[i]), "document " + std::to_string(i));
+    const std::string content = "document " + std::to_string(i);
+    EXPECT_EQ(locations[i], "disk@" + path + ",0," + std::to_string(content.size()) + "#");
+    EXPECT_EQ(Load(locations[i]), content);
     paths.insert(path);
   }
   EXPECT_EQ(paths.size(), locations.size());
-  const std::string lockfile = os_path(root, "lockfile");
-  ASSERT_TRUE(Osl_File_System::exists(lockfile));
-  EXPECT_EQ(ReadFile(lockfile), "");
+  EXPECT_EQ(ReadFile(os_path(root, "lockfile")), "");
 }
 
+// A root with a trailing separator: delete must still find the writer's lockfile.
 TEST_F(DiskRoot, DeleteCountsDownWithoutTruncatingAndRemovesTheEmptyDirectory) {
-  UseLimit(10);
+  UseRoot(root + "/");
   std::vector<std::string> locations;
   for (int i = 0; i < 9; ++i) locations.push_back(Store(std::string(100, 'x')));
   const std::string first = os_path(root, TodaysDirectory(1));
@@ -106,35 +97,12 @@ TEST_F(DiskRoot, DeleteCountsDownWithoutTruncatingAndRemovesTheEmptyDirectory) {
   for (std::size_t i = 1; i + 1 < locations.size(); ++i) EXPECT_EQ(CFnx_Dal_Storage(locations[i]).Delete(), 0);
   EXPECT_EQ(DirFileCount(first), 2);
   EXPECT_EQ(CFnx_Dal_Storage(locations.back()).Delete(), 0);
-  EXPECT_FALSE(Osl_Directory::exists(first)) << "file, count and directory go in that order";
-  EXPECT_TRUE(Osl_File_System::exists(os_path(root, "lockfile")));
+  EXPECT_EQ(Entries(root), std::vector<std::string>{"lockfile"}) << "file, count and directory went";
   EXPECT_EQ(CFnx_Dal_Storage(locations.back()).Delete(), -1) << "a missing file is the media's 7";
 
   // The object keeps its number: the removed directory comes back for the next document.
   Store("again");
   EXPECT_EQ(DirFileCount(first), 2);
-}
-
-TEST_F(DiskRoot, DeleteOutsideADateDirectoryTakesNoLock) {
-  const std::string plain = dir.Join("plain");
-  Osl_Directory::create(plain);
-  const std::string path = os_path(plain, "doc");
-  WriteFile(path, "abc");
-  EXPECT_EQ(CFnx_Dal_Storage(path).Delete(), 0);
-  EXPECT_FALSE(Osl_File_System::exists(path));
-  EXPECT_TRUE(Osl_Directory::exists(plain));
-  EXPECT_FALSE(Osl_File_System::exists(dir.Join("lockfile")));
-}
-
-TEST_F(DiskRoot, ARootWithATrailingSeparatorSharesItsLockfileWithDelete) {
-  CFnx_Dal_ConfigValues values;
-  values.m_location = root + "/";
-  values.m_maxFilesPerDir = 10;
-  config.reset(Create_Dal_Configuration("disk", values));
-  const std::string location = Store("x");
-  EXPECT_EQ(CFnx_Dal_Storage(location).Delete(), 0);
-  EXPECT_TRUE(DateDirectories(root).empty());
-  EXPECT_EQ(Entries(root), std::vector<std::string>{"lockfile"});
 }
 
 TEST_F(DiskRoot, ARestartGoesOnInTheHighestDirectoryOfTheDay) {
@@ -143,7 +111,7 @@ TEST_F(DiskRoot, ARestartGoesOnInTheHighestDirectoryOfTheDay) {
   Osl_Directory::create(os_path(root, TodaysDirectory(4)));
   Osl_Directory::create(os_path(root, "01_01_2001_9"));  // an earlier day is not looked at
   WriteFile(os_path(root, TodaysDirectory(7)), "a plain file is no directory");
-  UseLimit(10);
+  UseRoot(root);
   Store("a");
   EXPECT_EQ(DirFileCount(os_path(root, TodaysDirectory(4))), 2);
   for (int i = 0; i < 8; ++i) Store("b");
@@ -156,22 +124,9 @@ TEST_F(DiskRoot, ARestartGoesOnInTheHighestDirectoryOfTheDay) {
 TEST_F(DiskRoot, ANumberThatIsNoNumberCountsAsZero) {
   Osl_Directory::create(root);
   Osl_Directory::create(os_path(root, os_date::today().to_string("%m_%d_%Y") + "_x"));
-  UseLimit(10);
+  UseRoot(root);
   Store("a");
-  EXPECT_EQ(DirFileCount(os_path(root, TodaysDirectory(0))), 2);
-}
-
-TEST_F(DiskRoot, ResizeAndUpdateWorkOnAStoredDocument) {
-  UseLimit(10);
-  const std::string location = Store(std::string(100, 'a'));
-  CFnx_Dal_Storage document(location);
-  ASSERT_TRUE(document.ReOpenForWriting());
-  EXPECT_TRUE(document.Resize(40));
-  std::uint32_t written = 0;
-  EXPECT_TRUE(document.Write("tail", 4, written, -1));
-  EXPECT_TRUE(document.Write("AB", 2, written, 0));
-  document.Close(true);
-  EXPECT_EQ(ReadFile(PathOf(location)), "AB" + std::string(38, 'a') + "tail");
+  EXPECT_EQ(DirFileCount(os_path(root, TodaysDirectory(0))), 2) << "the unnumbered directory is number 0";
 }
 
 // The count table of "dirfile.txt": what an entry becomes when a file is
@@ -213,19 +168,6 @@ TEST(DirFile, CountTable) {
     } else {
       EXPECT_FALSE(Osl_File_System::exists(dirfile)) << label;
     }
-  }
-}
-
-TEST(DirFile, ALimitBelowTenIsAnErrorOnlyWhenADirectoryIsFull) {
-  TempDir dir;
-  const std::string dirfile = dir.Join("dirfile.txt");
-  WriteFile(dirfile, "NumberOfFilesInDirectory=8;");
-  EXPECT_TRUE(CFnx_Dal_ConfigurationFileSystem::UpdateDirFile(dir.path(), 1, 9)) << "stored until the limit";
-  for (int limit : {9, 0, -3}) {
-    const std::string text = ExpectFnxError(
-        [&] { CFnx_Dal_ConfigurationFileSystem::UpdateDirFile(dir.path(), 1, limit); }, "QRSDAL0637E", 1281, 8);
-    EXPECT_NE(text.find(std::to_string(limit)), std::string::npos) << text;
-    EXPECT_EQ(ReadFile(dirfile), "NumberOfFilesInDirectory=9;");
   }
 }
 
