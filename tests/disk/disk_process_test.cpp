@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -20,29 +19,13 @@ namespace {
 
 constexpr const char kWorker[] = "dal_disk_worker";
 
-std::vector<std::string> PathsOf(const std::string& location) {
-  std::vector<std::string> files;
-  ParseStorageLocation(location, files);
-  std::vector<std::string> paths;
-  for (const std::string& file : files) {
-    std::string media, path;
-    std::int64_t from = 0, size = 0;
-    EXPECT_TRUE(ParseFileLocation(file, media, path, from, size)) << location;
-    paths.push_back(path);
-  }
-  return paths;
-}
-
 // Reads a whole document back and compares it with what its seed made.
 void ExpectDocument(const AnnouncedDocument& announced) {
   CFnx_Dal_Storage document(announced.location);
   ASSERT_TRUE(document.OpenForReading(nullptr));
   ASSERT_EQ(document.GetSize(), static_cast<std::int64_t>(announced.size)) << announced.location;
-  std::string content(announced.size, '\0');
-  if (!content.empty()) {
-    ASSERT_EQ(document.Read(content.data(), static_cast<std::uint32_t>(content.size()), -1),
-              static_cast<std::int32_t>(content.size()));
-  }
+  std::string content(announced.size + 1, '\0');
+  content.resize(static_cast<std::size_t>(document.Read(content.data(), static_cast<std::uint32_t>(content.size()), -1)));
   EXPECT_TRUE(content == DocumentBytes(announced.seed, announced.size)) << "content differs: " << announced.location;
 }
 
@@ -99,12 +82,12 @@ TEST(DiskProcesses, WritersAndDeletersShareOneRoot) {
     const std::vector<AnnouncedDocument> documents = ReadAnnouncements(list);
     ASSERT_EQ(documents.size(), static_cast<std::size_t>(kDocuments)) << list;
     for (std::size_t j = 0; j < documents.size(); ++j) {
-      for (const std::string& path : PathsOf(documents[j].location)) {
-        EXPECT_TRUE(paths.insert(path).second) << "two documents share " << path;
-        EXPECT_EQ(Osl_File_System::exists(path), deleted.count(documents[j].location) == 0) << path;
-      }
+      std::string path;
+      CFnx_Dal_Storage(documents[j].location).GetFirstFilePath(path);
+      EXPECT_TRUE(paths.insert(path).second) << "two documents share " << path;
       const bool chosen = j % kSlots < kDeleters;
       EXPECT_EQ(deleted.count(documents[j].location), chosen ? 1u : 0u) << documents[j].location;
+      EXPECT_NE(Osl_File_System::exists(path), chosen) << path;
       if (!chosen) {
         ExpectDocument(documents[j]);
         ++kept;
@@ -127,23 +110,13 @@ TEST(DiskProcesses, AWriterKilledWhileHoldingTheLockfileBlocksNobody) {
   for (std::size_t w = 0; w < lists.size(); ++w) {
     writers.emplace_back(kWorker, std::vector<std::string>{"write", root, "10", std::to_string(w + 7), "20", lists[w]});
   }
-  ASSERT_TRUE(WaitUntil([&] {
-    for (const std::string& list : lists) {
-      if (!Osl_File_System::exists(list + ".started")) return false;
-    }
-    return true;
-  })) << "the writers never started";
-  // While the lockfile is held, no writer may finish a document; half a
-  // second is ample time for one to get past a lock that does not hold.
-  EXPECT_FALSE(WaitUntil(
-      [&] {
-        for (const std::string& list : lists) {
-          if (Osl_File_System::exists(list)) return true;
-        }
-        return false;
-      },
-      std::chrono::milliseconds(500)))
-      << "a writer got past the held lockfile";
+  const auto started = [&] {
+    return Osl_File_System::exists(lists[0] + ".started") && Osl_File_System::exists(lists[1] + ".started");
+  };
+  const auto any = [&] { return Osl_File_System::exists(lists[0]) || Osl_File_System::exists(lists[1]); };
+  ASSERT_TRUE(WaitUntil(started)) << "the writers never started";
+  // Half a second is ample for a writer to finish a document past a lockfile that does not hold.
+  EXPECT_FALSE(WaitUntil(any, std::chrono::milliseconds(500))) << "a writer got past the held lockfile";
   holder.Kill();
   EXPECT_EQ(holder.Wait(), -1);
   for (ChildProcess& writer : writers) EXPECT_EQ(writer.Wait(), 0);
@@ -160,16 +133,8 @@ TEST(DiskProcesses, AWriterKilledWhileHoldingTheLockfileBlocksNobody) {
 
 TEST(DiskProcesses, ASecondProcessCannotWriteADocumentThatAnotherHolds) {
   TempDir dir;
-  CFnx_Dal_ConfigValues values;
-  values.m_location = dir.Join("root");
-  values.m_maxFilesPerDir = 10;
-  std::unique_ptr<CFnx_Dal_Configuration> config(Create_Dal_Configuration("disk", values));
-  CFnx_Dal_Storage created;
-  ASSERT_TRUE(created.OpenForWriting("disk", config.get()));
-  std::uint32_t written = 0;
-  ASSERT_TRUE(created.Write("held", 4, written, -1));
-  created.Close(false);
-  const std::string location = created.GetName();
+  WriteFile(dir.Join("doc"), "held");
+  const std::string location = "disk@" + dir.Join("doc") + ",0,4#";
 
   const std::string marker = dir.Join("holding");
   ChildProcess holder(kWorker, {"holddoc", location, marker});

@@ -8,10 +8,9 @@
 //       deletes every announced document whose place in its list is slot
 //       modulo slots, recording each in out, until stop exists and all
 //       announced documents have been seen
-//   holdlock <root> <marker>
-//       takes the root's lockfile as a writer does, makes marker, and blocks
-//   holddoc <location> <marker>
-//       opens a stored document for update, makes marker, and blocks
+//   holdlock <root> <marker> / holddoc <location> <marker>
+//       takes the root's lockfile as a writer does, or opens a stored
+//       document for update; then makes marker and blocks
 //
 // Exit codes: 0 done, 1 bad arguments, 2 a failure (told on stderr).
 #include <chrono>
@@ -21,6 +20,7 @@
 #include <iostream>
 #include <map>
 #include <memory>
+#include <random>
 #include <string>
 #include <thread>
 #include <vector>
@@ -34,33 +34,24 @@
 
 namespace {
 
-constexpr std::size_t kMaxDocument = 256 * 1024;
-
-[[noreturn]] void BlockForever() {
-  for (;;) std::this_thread::sleep_for(std::chrono::seconds(1));
-}
-
-void MakeMarker(const std::string& path) { AppendLine(path, "here"); }
-
 int WriteDocuments(const std::string& root, int limit, std::uint64_t seed, int count, const std::string& list) {
   CFnx_Dal_ConfigValues values;
   values.m_location = root;
   values.m_maxFilesPerDir = limit;
   std::unique_ptr<CFnx_Dal_Configuration> config(Create_Dal_Configuration("disk", values));
-  SeededRandom random(seed);
-  MakeMarker(list + ".started");
+  std::mt19937_64 random(seed);
+  AppendLine(list + ".started", "here");
   for (int i = 0; i < count; ++i) {
-    AnnouncedDocument announced;
-    announced.seed = seed * 1000003u + static_cast<std::uint64_t>(i);
-    announced.size = static_cast<std::size_t>(random.Below(kMaxDocument + 1));
-    const std::string content = DocumentBytes(announced.seed, announced.size);
+    const std::uint64_t documentSeed = seed * 1000003u + static_cast<std::uint64_t>(i);
+    const std::size_t size = static_cast<std::size_t>(random() % (256 * 1024 + 1));
+    const std::string content = DocumentBytes(documentSeed, size);
     CFnx_Dal_Storage document;
     if (!document.OpenForWriting("disk", config.get())) throw std::runtime_error("open refused");
     // One to three calls, so that writes go on where the last one ended.
     std::size_t done = 0;
-    const int calls = 1 + static_cast<int>(random.Below(3));
+    const int calls = 1 + static_cast<int>(random() % 3);
     for (int call = 1; call <= calls; ++call) {
-      const std::size_t piece = call == calls ? announced.size - done : (announced.size - done) / 2;
+      const std::size_t piece = call == calls ? size - done : (size - done) / 2;
       std::uint32_t written = 0;
       if (!document.Write(content.data() + done, static_cast<std::uint32_t>(piece), written, -1) || written != piece) {
         throw std::runtime_error("short write of " + document.GetName());
@@ -68,8 +59,7 @@ int WriteDocuments(const std::string& root, int limit, std::uint64_t seed, int c
       done += piece;
     }
     document.Close(false);
-    announced.location = document.GetName();
-    AppendLine(list, FormatAnnouncement(announced));
+    AppendLine(list, document.GetName() + "\t" + std::to_string(documentSeed) + "\t" + std::to_string(size));
   }
   return 0;
 }
@@ -86,13 +76,12 @@ int DeleteDocuments(std::size_t slot, std::size_t slots, const std::string& stop
       for (std::size_t j = seen[list]; j < documents.size(); ++j) {
         progress = true;
         if (j % slots != slot) continue;
-        CFnx_Dal_Storage document(documents[j].location);
-        if (document.Delete() != 0) {
+        if (CFnx_Dal_Storage(documents[j].location).Delete() != 0) {
           std::cerr << "delete failed: " << documents[j].location << "\n";
           ++failures;
-          continue;
+        } else {
+          AppendLine(out, documents[j].location);
         }
-        AppendLine(out, documents[j].location);
       }
       seen[list] = documents.size();
     }
@@ -101,20 +90,9 @@ int DeleteDocuments(std::size_t slot, std::size_t slots, const std::string& stop
   }
 }
 
-int HoldLockfile(const std::string& root, const std::string& marker) {
-  DAFileSystem::MakeDirectories(root);
-  Osl_File lockfile;
-  lockfile.open(DAFileSystem::LockFilePath(root), OSL_FILE_CREATE, OSL_ACCESS_READ_WRITE, 0);
-  if (!lockfile.add_lock(os_file_lock(1, 0, 0, 0), /*wait=*/true)) throw std::runtime_error("lockfile refused");
-  MakeMarker(marker);
-  BlockForever();
-}
-
-int HoldDocument(const std::string& location, const std::string& marker) {
-  CFnx_Dal_Storage document(location);
-  if (!document.ReOpenForWriting()) throw std::runtime_error("open refused");
-  MakeMarker(marker);
-  BlockForever();
+[[noreturn]] void MarkAndBlock(const std::string& marker) {
+  AppendLine(marker, "here");
+  for (;;) std::this_thread::sleep_for(std::chrono::seconds(1));
 }
 
 int Run(const std::vector<std::string>& args) {
@@ -127,8 +105,18 @@ int Run(const std::vector<std::string>& args) {
     return DeleteDocuments(std::stoul(args[1]), std::stoul(args[2]), args[3], args[4],
                            std::vector<std::string>(args.begin() + 5, args.end()));
   }
-  if (mode == "holdlock" && args.size() == 3) return HoldLockfile(args[1], args[2]);
-  if (mode == "holddoc" && args.size() == 3) return HoldDocument(args[1], args[2]);
+  if (mode == "holdlock" && args.size() == 3) {
+    DAFileSystem::MakeDirectories(args[1]);
+    Osl_File lockfile;
+    lockfile.open(DAFileSystem::LockFilePath(args[1]), OSL_FILE_CREATE, OSL_ACCESS_READ_WRITE, 0);
+    if (!lockfile.add_lock(os_file_lock(1, 0, 0, 0), /*wait=*/true)) throw std::runtime_error("lockfile refused");
+    MarkAndBlock(args[2]);
+  }
+  if (mode == "holddoc" && args.size() == 3) {
+    CFnx_Dal_Storage document(args[1]);
+    if (!document.ReOpenForWriting()) throw std::runtime_error("open refused");
+    MarkAndBlock(args[2]);
+  }
   std::cerr << "usage: dal_disk_worker write|delete|holdlock|holddoc ...\n";
   return 1;
 }

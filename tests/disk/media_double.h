@@ -2,13 +2,14 @@
 // A media double for the handle's own logic: each file takes only as many
 // bytes as its capacity, the capacities given in the order the files are
 // made, so a disk that fills up and a tape that ends look the same to it.
-// Registered with the media factory for the life of a scope.
+#include <algorithm>
 #include <cstdint>
 #include <deque>
 #include <string>
 
 #include "dal_configuration.h"
 #include "dal_media.h"
+#include "os_text.h"
 
 struct migrate_parameters {
   int marker = 0;
@@ -21,14 +22,26 @@ class CappedMedia : public DAMedia {
   const std::string& GetMediaName() override { return m_name; }
   void OpenForReading(const std::string& location, CFnx_Dal_Configuration*) override { m_location = location; }
   void OpenForReading(const std::string& location) override { m_location = location; }
-  void OpenForWriting(CFnx_Dal_Configuration*, const std::string&) override;
+  void OpenForWriting(CFnx_Dal_Configuration*, const std::string&) override {
+    static int made = 0;
+    m_location = m_name + "-file-" + std::to_string(++made);
+    if (!s_capacities.empty()) {
+      m_capacity = s_capacities.front();
+      s_capacities.pop_front();
+    }
+  }
   void OpenForWriting(const std::string& location, bool) override { m_location = location; }
   void OpenForUpdate(const std::string& location) override { m_location = location; }
   void Close() override {}
   void SetLocation(const std::string& location) override { m_location = location; }
   std::int32_t Delete() override { return 0; }
   bool Write(const char* data, std::uint32_t length, std::uint32_t& written, std::uint32_t& counted,
-             std::int64_t offset) override;
+             std::int64_t) override {
+    written = std::min<std::uint32_t>(length, m_capacity - static_cast<std::uint32_t>(m_content.size()));
+    m_content.append(data, written);
+    counted = written;
+    return true;
+  }
   bool Read(char*, std::uint32_t, std::uint32_t& read, std::int64_t) override {
     read = 0;
     return true;
@@ -36,13 +49,18 @@ class CappedMedia : public DAMedia {
   void GetLocation(std::string& location) override { location = m_location; }
   std::int64_t GetFileSize() override { return static_cast<std::int64_t>(m_content.size()); }
   bool Resize(std::int64_t) override { return false; }
-  int write_file_to_centera(std::string target, std::string& result, migrate_parameters& parameters) override;
+  int write_file_to_centera(std::string target, std::string& result, migrate_parameters& parameters) override {
+    s_handedTarget = target;
+    s_handedParameters = &parameters;
+    result = "handed over";
+    return 7;
+  }
 
   // Capacities of the next files made by OpenForWriting; unlimited when empty.
-  static std::deque<std::uint32_t> s_capacities;
+  static inline std::deque<std::uint32_t> s_capacities;
   // What the last hand-over received.
-  static std::string s_handedTarget;
-  static migrate_parameters* s_handedParameters;
+  static inline std::string s_handedTarget;
+  static inline migrate_parameters* s_handedParameters = nullptr;
 
  private:
   std::string m_name;
@@ -66,12 +84,25 @@ class NamedConfiguration : public CFnx_Dal_Configuration {
   std::string m_name;
 };
 
-// Puts a media prototype into the factory under its name and takes it out
-// again at the end of the scope, restoring what was there before.
+// Puts a media prototype into the factory under its name for the life of a
+// scope, restoring what was there before.
 class DalMediaFactoryTestAccess {
  public:
-  explicit DalMediaFactoryTestAccess(DAMedia* prototype);
-  ~DalMediaFactoryTestAccess();
+  explicit DalMediaFactoryTestAccess(DAMedia* prototype) : m_key(DalToUpper(prototype->GetMediaName())) {
+    auto& registry = CFnx_Dal_MediaFactory::Instance()->m_registry;
+    const auto found = registry.find(m_key);
+    if (found != registry.end()) m_previous = found->second;
+    registry[m_key] = prototype;
+  }
+  ~DalMediaFactoryTestAccess() {
+    auto& registry = CFnx_Dal_MediaFactory::Instance()->m_registry;
+    delete registry[m_key];
+    if (m_previous) {
+      registry[m_key] = m_previous;
+    } else {
+      registry.erase(m_key);
+    }
+  }
   DalMediaFactoryTestAccess(const DalMediaFactoryTestAccess&) = delete;
   DalMediaFactoryTestAccess& operator=(const DalMediaFactoryTestAccess&) = delete;
 
