@@ -40,7 +40,7 @@ TEST(StorageRefusals, EachRaisesItsFNXErrorAndChangesNothing) {
   CFnx_Dal_Storage::BackupStart(disk.get());  // the disk media has no backup run
   CFnx_Dal_Storage::BackupEnd(disk.get());
   CFnx_Dal_ConfigurationTape tape;
-  NamedConfiguration floppy("floppy");
+  CFnx_Dal_ConfigurationCentera unregistered;  // no media of its name in the factory
   const std::string missing = dir.Join("missing.doc");
   const std::string existing = dir.Join("existing.doc");
   WriteFile(existing, "kept");
@@ -83,8 +83,8 @@ TEST(StorageRefusals, EachRaisesItsFNXErrorAndChangesNothing) {
       {[&] { stored.Write("x", 1, written, 2); }, "QRSDAL0508E", 1288, 8, "2"},  // before its file
       {[&] { stored.Write("x", 1, written, -2); }, "QRSDAL0508E", 1288, 8, "-2"},
       {[&] { stored.Write("x", 1, written, 9); }, "QRSDAL0508E", 1288, 8, "9"},  // one past the end
-      {[&] { CFnx_Dal_Storage::BackupStart(&floppy); }, "QRSDAL0516E", 1280, 12, "floppy"},
-      {[&] { CFnx_Dal_Storage::BackupEnd(&floppy); }, "QRSDAL0516E", 1280, 12, "floppy"},
+      {[&] { CFnx_Dal_Storage::BackupStart(&unregistered); }, "QRSDAL0516E", 1280, 12, "centera"},
+      {[&] { CFnx_Dal_Storage::BackupEnd(&unregistered); }, "QRSDAL0516E", 1280, 12, "centera"},
       {[&] { CFnx_Dal_Storage::BackupStart(nullptr); }, "QRSDAL0516E", 1280, 12, ""},
       {[&] { CFnx_Dal_Storage::BackupEnd(nullptr); }, "QRSDAL0516E", 1280, 12, ""},
       {[&] { Create_Dal_Configuration("tape", CFnx_Dal_ConfigValues()); }, "QRSDAL0515E", 1280, 12, ""},
@@ -223,23 +223,18 @@ TEST(DiskLockfile, DeleteFindsTheWritersLockfileForEveryFormOfRoot) {
 
 #ifndef _WIN32
 // A per-process file size limit makes the disk take a write only in part.
-class FileSizeLimit {
- public:
-  explicit FileSizeLimit(rlim_t bytes) {
-    getrlimit(RLIMIT_FSIZE, &m_old);
-    m_oldHandler = signal(SIGXFSZ, SIG_IGN);
-    rlimit limit = m_old;
-    limit.rlim_cur = bytes;
+struct FileSizeLimit {
+  explicit FileSizeLimit(rlim_t bytes) : handler(signal(SIGXFSZ, SIG_IGN)) {
+    getrlimit(RLIMIT_FSIZE, &old);
+    rlimit limit{bytes, old.rlim_max};
     setrlimit(RLIMIT_FSIZE, &limit);
   }
   ~FileSizeLimit() {
-    setrlimit(RLIMIT_FSIZE, &m_old);
-    signal(SIGXFSZ, m_oldHandler);
+    setrlimit(RLIMIT_FSIZE, &old);
+    signal(SIGXFSZ, handler);
   }
-
- private:
-  rlimit m_old{};
-  void (*m_oldHandler)(int) = nullptr;
+  rlimit old{};
+  void (*handler)(int);
 };
 #endif
 
@@ -300,32 +295,33 @@ TEST(StorageShortWrites, OnlyAFileJoinedInTheSameCallStopsTheWrite) {
     std::size_t files;
   };
   struct Case {
-    const char* media;
+    bool tape;
     std::deque<std::uint32_t> capacities;
     std::vector<Call> calls;
   };
   const Case cases[] = {
-      {"capped", {4, 100}, {{4, true, 4, 1}, {3, true, 3, 2}}},  // the full first file was there before
-      {"capped", {4, 4, 0}, {{10, false, 8, 3}}},                // the third file, joined here, takes nothing
-      {"capped", {4, 0}, {{4, true, 4, 1}, {3, false, 0, 2}}},
-      {"tape", {5}, {{5, true, 5, 1}, {3, true, 0, 1}}},         // tape never gains a file
-      {"tape", {3}, {{5, true, 3, 1}}},
+      {false, {4, 100}, {{4, true, 4, 1}, {3, true, 3, 2}}},  // the full first file was there before
+      {false, {4, 4, 0}, {{10, false, 8, 3}}},                // the third file, joined here, takes nothing
+      {false, {4, 0}, {{4, true, 4, 1}, {3, false, 0, 2}}},
+      {true, {5}, {{5, true, 5, 1}, {3, true, 0, 1}}},        // tape never gains a file
+      {true, {3}, {{5, true, 3, 1}}},
   };
   for (const Case& c : cases) {
-    DalMediaFactoryTestAccess registration(new CappedMedia(c.media));
+    CFnx_Dal_ConfigurationTape tape;
+    CFnx_Dal_ConfigurationCentera other;
+    CFnx_Dal_Configuration& config = c.tape ? static_cast<CFnx_Dal_Configuration&>(tape) : other;
+    DalMediaFactoryTestAccess registration(new CappedMedia(config.GetName()));
     CappedMedia::s_capacities = c.capacities;
-    NamedConfiguration config(c.media);
     CFnx_Dal_Storage document;
-    ASSERT_TRUE(document.OpenForWriting(c.media, &config));
-    for (std::size_t i = 0; i < c.calls.size(); ++i) {
-      const Call& call = c.calls[i];
+    ASSERT_TRUE(document.OpenForWriting(config.GetName(), &config));
+    for (const Call& call : c.calls) {
       const std::string data(call.length, 'd');
       std::uint32_t written = 99;
-      EXPECT_EQ(document.Write(data.data(), call.length, written, -1), call.result) << c.media << " call " << i;
-      EXPECT_EQ(written, call.written) << c.media << " call " << i;
+      EXPECT_EQ(document.Write(data.data(), call.length, written, -1), call.result) << document.GetName();
+      EXPECT_EQ(written, call.written) << document.GetName();
       std::vector<std::string> files;
       ParseStorageLocation(document.GetName(), files);
-      EXPECT_EQ(files.size(), call.files) << c.media << " call " << i << ": " << document.GetName();
+      EXPECT_EQ(files.size(), call.files) << document.GetName();
     }
     document.Close(true);
   }
@@ -334,19 +330,14 @@ TEST(StorageShortWrites, OnlyAFileJoinedInTheSameCallStopsTheWrite) {
 // A centera document is placed like a disk one but in its root, and hands
 // over through its first file's media.
 TEST(Centera, NamesFilesInTheRootAndHandsOverThroughTheFirstFile) {
-  CFnx_Dal_ConfigurationCentera prototype;
-  std::unique_ptr<CFnx_Dal_Configuration> config(prototype.Clone());
-  EXPECT_EQ(config->GetName(), "centera");
   CFnx_Dal_ConfigValues values;
   values.m_maxFilesPerDir = 40;
   values.m_location = "store/a\\b";
+  std::unique_ptr<CFnx_Dal_Configuration> config(CFnx_Dal_ConfigurationCentera().Clone());
   config->SetValues(values);
-  CFnx_Dal_ConfigValues out;
-  config->GetValues(out);
   std::string expected = "store/a/b";
   DalParsePathSeparators(expected);
-  EXPECT_EQ(out.m_location, expected);
-  EXPECT_EQ(out.m_maxFilesPerDir, 40);
+  EXPECT_EQ(config->Get_Location(), expected);
   auto* centera = static_cast<CFnx_Dal_ConfigurationCentera*>(config.get());
   std::string directory, first, second;
   centera->GetNewLocation(directory, first);
@@ -355,13 +346,11 @@ TEST(Centera, NamesFilesInTheRootAndHandsOverThroughTheFirstFile) {
   EXPECT_EQ(first.rfind("fnx_das_", 0), 0u);
   EXPECT_NE(first, second);
   EXPECT_FALSE(Osl_File_System::exists(expected)) << "nothing is made on disk";
-  centera->SetDirectoryName();
-  EXPECT_EQ(centera->GetDirectoryName(), CFnx_Dal_ConfigurationCentera::GetDatePrefix() + "-1");
 
   DalMediaFactoryTestAccess registration(new CappedMedia("centera"));
-  CFnx_Dal_Storage document("centera@object-a,0,5#centera@object-b,5,5#");
   migrate_parameters parameters;
   std::string result = "before";
+  CFnx_Dal_Storage document("centera@object-a,0,5#centera@object-b,5,5#");
   EXPECT_EQ(document.write_file_to_centera("the target", result, parameters), 7);
   EXPECT_EQ(CappedMedia::s_handedTarget, "the target");
   EXPECT_EQ(CappedMedia::s_handedParameters, &parameters);

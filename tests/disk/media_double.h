@@ -7,7 +7,6 @@
 #include <deque>
 #include <string>
 
-#include "dal_configuration.h"
 #include "dal_media.h"
 #include "os_text.h"
 
@@ -67,21 +66,6 @@ class CappedMedia : public DAMedia {
   std::string m_location;
   std::string m_content;
   std::uint32_t m_capacity = UINT32_MAX;
-};
-
-// A configuration that carries nothing but its name.
-class NamedConfiguration : public CFnx_Dal_Configuration {
- public:
-  explicit NamedConfiguration(std::string name) : m_name(std::move(name)) {}
-  CFnx_Dal_Configuration* Clone() const override { return new NamedConfiguration(m_name); }
-  void SetValues(const CFnx_Dal_ConfigValues&) override {}
-  void GetValues(CFnx_Dal_ConfigValues&) override {}
-  const std::string& GetName() const override { return m_name; }
-  std::int32_t GetMaxPageSize() const override { return 0; }
-  std::string Get_Location() override { return {}; }
-
- private:
-  std::string m_name;
 };
 
 // Puts a media prototype into the factory under its name for the life of a
