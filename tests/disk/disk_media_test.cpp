@@ -1,8 +1,6 @@
-// The disk media on its own: how far a write grows a file, cutting, and what
-// a delete removes, locks and logs on each road.
+// The disk media's delete on its own: what it removes, locks and logs on each road.
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -14,60 +12,6 @@
 #include "temp_dir.h"
 
 namespace {
-
-TEST(DiskMediaWrite, CountsOnlyTheBytesByWhichTheFileGrows) {
-  struct Case {
-    bool update;
-    std::int64_t offset;
-    const char* data;
-    std::uint32_t counted;
-    const char* after;
-  };
-  const Case cases[] = {
-      {false, -1, "ab", 0, "ab2345"},  // an open for writing stands at the start
-      {false, 2, "XY", 0, "01XY45"},
-      {false, 4, "ABCD", 2, "0123ABCD"},
-      {false, 6, "tail", 4, "012345tail"},
-      {true, -1, "de", 2, "012345de"},  // an update stands at the end
-  };
-  for (const Case& c : cases) {
-    TempDir dir;
-    const std::string path = dir.Join("doc");
-    WriteFile(path, "012345");
-    DAFileSystem media;
-    if (c.update) {
-      media.OpenForUpdate(path);
-    } else {
-      media.OpenForWriting(path, false);
-    }
-    std::uint32_t written = 0, counted = 99;
-    ASSERT_TRUE(media.Write(c.data, static_cast<std::uint32_t>(std::strlen(c.data)), written, counted, c.offset));
-    EXPECT_EQ(counted, c.counted) << c.data;
-    EXPECT_EQ(media.GetFileSize(), static_cast<std::int64_t>(std::strlen(c.after))) << c.data;
-    media.Close();
-    EXPECT_EQ(ReadFile(path), c.after) << c.data;
-  }
-}
-
-TEST(DiskMediaResize, CutsOnlyAFileOpenForWritingAndMovesThePointerToTheEnd) {
-  TempDir dir;
-  const std::string path = dir.Join("doc");
-  WriteFile(path, "0123456789");
-  DAFileSystem media;
-  media.OpenForWriting(path, false);
-  ASSERT_TRUE(media.Resize(4));
-  std::uint32_t written = 0, counted = 0;
-  ASSERT_TRUE(media.Write("X", 1, written, counted, -1));
-  media.Close();
-  EXPECT_EQ(ReadFile(path), "0123X");
-
-  DAFileSystem reader;
-  reader.OpenForReading(path);
-  EXPECT_FALSE(reader.Resize(2));
-  EXPECT_EQ(reader.GetFileSize(), 5);
-  reader.Close();
-  EXPECT_EQ(ReadFile(path), "0123X");
-}
 
 // Only a file directly in a date directory takes its root's lockfile and
 // count; the directory goes when nothing else is left in it.

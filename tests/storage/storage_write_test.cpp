@@ -53,6 +53,7 @@ TEST_F(StoredDocument, WritesAtPositionsFillFilesWithoutGrowingThem) {
     const std::string data = c.data;
     EXPECT_TRUE(document.Write(data.data(), static_cast<std::uint32_t>(data.size()), written, c.position));
     EXPECT_EQ(written, data.size());
+    EXPECT_EQ(document.GetSize(), static_cast<std::int64_t>(std::string(c.expected).size())) << "only growth counts";
     EXPECT_TRUE(document.Write(nullptr, 5, written, 0)) << "no buffer, nothing written";
     EXPECT_EQ(written, 0u);
     document.Close(true);
@@ -81,6 +82,10 @@ TEST_F(StoredDocument, ResizeCutsAndRemovesWholeFiles) {
     document.Close(false);
   }
   EXPECT_EQ(ReadFile(paths[0]) + ReadFile(paths[1]), "aaaabbZ");
+  CFnx_Dal_Storage reader("disk@" + paths[0] + ",0,4#");
+  ASSERT_TRUE(reader.OpenForReading(nullptr));
+  EXPECT_FALSE(reader.Resize(2)) << "a document open for reading is not cut";
+  EXPECT_EQ(ReadFile(paths[0]), "aaaa");
 }
 
 TEST_F(StoredDocument, DeleteGoesOnPastAMissingFile) {
