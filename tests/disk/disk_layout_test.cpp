@@ -7,6 +7,7 @@
 #include <regex>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "dal_configuration_filesystem.h"
@@ -30,22 +31,15 @@ class DiskRoot : public ::testing::Test {
     config.reset(Create_Dal_Configuration("disk", values));
   }
   // Writes a new document and returns its location.
-  std::string Store(const std::string& content, const std::string& extension = "") {
+  std::string Store(const std::string& content) {
     CFnx_Dal_Storage document;
-    if (!extension.empty()) document.SetFileExtension(extension);
+    document.SetFileExtension("dat");
     EXPECT_TRUE(document.OpenForWriting("disk", config.get()));
     std::uint32_t written = 0;
     EXPECT_TRUE(document.Write(content.data(), static_cast<std::uint32_t>(content.size()), written, -1));
     EXPECT_EQ(written, content.size());
     document.Close(false);
     return document.GetName();
-  }
-  std::string Load(const std::string& location) {
-    CFnx_Dal_Storage document(location);
-    EXPECT_TRUE(document.OpenForReading(nullptr));
-    std::string content(100, '\0');
-    content.resize(static_cast<std::size_t>(document.Read(content.data(), 100, -1)));
-    return content;
   }
   std::string DirText(const std::string& name) { return ReadFile(os_path(os_path(root, name), "dirfile.txt")); }
 
@@ -58,7 +52,7 @@ TEST_F(DiskRoot, DocumentsFillNumberedDirectoriesOfTheDay) {
   UseRoot(root);
   std::vector<std::string> locations;
   for (int i = 0; i < 12; ++i) {
-    locations.push_back(Store("document " + std::to_string(i), "dat"));
+    locations.push_back(Store("document " + std::to_string(i)));
     if (i < 9) {
       EXPECT_EQ(DirText(TodaysDirectory(1)), "NumberOfFilesInDirectory=" + std::to_string(i + 2) + ";");
     }
@@ -77,7 +71,7 @@ TEST_F(DiskRoot, DocumentsFillNumberedDirectoriesOfTheDay) {
     EXPECT_TRUE(std::regex_match(os_path(path).filename(), name)) << path;
     const std::string content = "document " + std::to_string(i);
     EXPECT_EQ(locations[i], "disk@" + path + ",0," + std::to_string(content.size()) + "#");
-    EXPECT_EQ(Load(locations[i]), content);
+    EXPECT_EQ(ReadFile(path), content);
     paths.insert(path);
   }
   EXPECT_EQ(paths.size(), locations.size());
@@ -172,13 +166,10 @@ TEST(DirFile, CountTable) {
 }
 
 TEST(DirFile, TheDatePatternMayStandAnywhereInTheName) {
-  struct Case {
-    const char* name;
-    bool date;
-  };
-  const Case cases[] = {{"07_15_2021_3", true},  {"x07_15_2021_12", true}, {"07_15_2021__3", true},
-                        {"7_15_2021_3", false},  {"07_15_21_3", false},    {"07_15_2021_", false}};
-  for (const Case& c : cases) EXPECT_EQ(CFnx_Dal_ConfigurationFileSystem::IsDateDirectory(c.name), c.date) << c.name;
+  const std::pair<const char*, bool> cases[] = {{"07_15_2021_3", true}, {"x07_15_2021_12", true},
+                                                {"07_15_2021__3", true}, {"7_15_2021_3", false},
+                                                {"07_15_21_3", false},   {"07_15_2021_", false}};
+  for (const auto& [name, date] : cases) EXPECT_EQ(CFnx_Dal_ConfigurationFileSystem::IsDateDirectory(name), date) << name;
 }
 
 }  // namespace
