@@ -1,18 +1,13 @@
-// dal_disk_worker: one process of the multi-process disk suite.
-//
-//   write <root> <limit> <seed> <count> <list>
-//       stores count new documents of seeded content and random size (0 to
-//       256 KiB) under root, announcing each in list once it is closed;
-//       makes <list>.started before the first document
-//   delete <slot> <slots> <stop> <out> <list>...
-//       deletes every announced document whose place in its list is slot
-//       modulo slots, recording each in out, until stop exists and all
-//       announced documents have been seen
-//   holdlock <root> <marker> / holddoc <location> <marker>
-//       takes the root's lockfile as a writer does, or opens a stored
-//       document for update; then makes marker and blocks
-//
-// Exit codes: 0 done, 1 bad arguments, 2 a failure (told on stderr).
+// dal_disk_worker: one process of the multi-process disk suite. Exit codes:
+// 0 done, 1 bad arguments, 2 a failure (told on stderr).
+//   write <root> <limit> <seed> <count> <list>: count new documents of seeded
+//       content, 0 to 256 KiB, each announced in list once closed;
+//       <list>.started is made before the first
+//   delete <slot> <slots> <stop> <out> <list>...: deletes each announced
+//       document whose place is slot modulo slots, recording it in out, until
+//       stop exists and every announced document has been seen
+//   holdlock <root> <marker> | holddoc <location> <marker>: takes the root's
+//       lockfile, or opens a document for update; makes marker and blocks
 #include <chrono>
 #include <cstdint>
 #include <cstdlib>
