@@ -25,17 +25,16 @@
 namespace {
 thread_local bool t_counting = false;
 thread_local long t_allocations = 0;
+}  // namespace
 
 #ifndef FNX_NO_ALLOCATION_COUNT
+namespace {
 void* Allocate(std::size_t size) {
   if (t_counting) ++t_allocations;
   if (void* block = std::malloc(size ? size : 1)) return block;
   throw std::bad_alloc();
 }
-#endif
 }  // namespace
-
-#ifndef FNX_NO_ALLOCATION_COUNT
 void* operator new(std::size_t size) { return Allocate(size); }
 void* operator new[](std::size_t size) { return Allocate(size); }
 void operator delete(void* block) noexcept { std::free(block); }
@@ -46,16 +45,7 @@ void operator delete[](void* block, std::size_t) noexcept { std::free(block); }
 
 namespace {
 
-template <typename Work>
-long AllocationsOf(Work&& work) {
-  t_allocations = 0;
-  t_counting = true;
-  work();
-  t_counting = false;
-  return t_allocations;
-}
-
-// A sink that records "severity|component|text"; a null component shows as "-".
+// Records "severity|component|text"; a null component shows as "-".
 struct Captured {
   std::mutex lock;
   std::vector<std::string> lines;
@@ -66,7 +56,6 @@ struct Captured {
     std::lock_guard<std::mutex> guard(lock);
     return lines;
   }
-  std::size_t Count() { return Lines().size(); }
 };
 
 void Capture(int severity, const char* component, const char* text, void* context) {
@@ -83,28 +72,32 @@ class Log : public ::testing::Test {
  protected:
   void SetUp() override { Fnx_SetLogSink(0, nullptr, nullptr); }
   void TearDown() override { Fnx_SetLogSink(0, nullptr, nullptr); }
+  Captured m_captured;
 };
 
-TEST_F(Log, LinesReachTheSinkAsStreamed) {
-  Captured captured;
-  Fnx_SetLogSink(5, &Capture, &captured);
-  {
+TEST_F(Log, LinesAndTracesReachTheSinkAsStreamed) {
+  Fnx_SetLogSink(FNX_TRACE_SEVERITY, &Capture, &m_captured);
+  try {
+    CFnx_Dal_Trace trace("DAFile::Write");
     CLogMsg line(nullptr, "media-request", 5);
     line << "size " << std::string("of ") << 4294967295ul << " at " << -9000000000LL << flush;
     line << "again" << flush;  // the second line starts empty
+    throw std::runtime_error("disk full");  // the trace still reports its exit
+  } catch (const std::runtime_error&) {
   }
-  EXPECT_EQ(captured.Lines(), (std::vector<std::string>{"5|media-request|size of 4294967295 at -9000000000",
-                                                        "5|media-request|again"}));
+  EXPECT_EQ(m_captured.Lines(),
+            (std::vector<std::string>{"9|-|enter DAFile::Write", "5|media-request|size of 4294967295 at -9000000000",
+                                      "5|media-request|again", "9|-|leave DAFile::Write"}));
 }
 
-// A line goes out when its severity is at most the level; a streamed severity
-// overrides the constructor's.
+// A line goes out when its severity is at most the level; a streamed
+// severity overrides the constructor's.
 TEST_F(Log, LevelFiltersBySeverity) {
   struct Case {
     int level, built, streamed;  // streamed 0: none
     bool delivered;
-  } const cases[] = {{1, 1, 0, true},  {1, 5, 0, false}, {5, 5, 0, true},  {0, 1, 0, false},
-                     {9, 9, 0, true},  {1, 9, 1, true},  {1, 1, 5, false}};
+  } const cases[] = {{1, 1, 0, true}, {1, 5, 0, false}, {0, 1, 0, false}, {9, 9, 0, true},
+                     {1, 9, 1, true}, {1, 1, 5, false}};
   for (const Case& c : cases) {
     Captured captured;
     Fnx_SetLogSink(c.level, &Capture, &captured);
@@ -122,73 +115,57 @@ TEST_F(Log, LevelFiltersBySeverity) {
 }
 
 TEST_F(Log, RemovedOrReplacedSinkIsNeverCalledAgain) {
-  Captured first;
   Captured second;
-  Fnx_SetLogSink(9, &Capture, &first);
+  Fnx_SetLogSink(9, &Capture, &m_captured);
   { CLogMsg(nullptr, nullptr, 1) << "one" << flush; }
   Fnx_SetLogSink(9, &Capture, &second);
   { CLogMsg(nullptr, nullptr, 1) << "two" << flush; }
-  Fnx_SetLogSink(9, nullptr, &first);  // a null callback removes the sink, whatever the level
+  Fnx_SetLogSink(9, nullptr, &m_captured);  // a null callback removes the sink, whatever the level
   {
     CLogMsg(nullptr, nullptr, 1) << "three" << flush;
     CFnx_Dal_Trace trace("Not::Reported");
   }
-  EXPECT_EQ(first.Lines(), std::vector<std::string>{"1|-|one"});
+  EXPECT_EQ(m_captured.Lines(), std::vector<std::string>{"1|-|one"});
   EXPECT_EQ(second.Lines(), std::vector<std::string>{"1|-|two"});
-}
-
-TEST_F(Log, TraceReportsEntryAndExitAlsoWhenAnExceptionPasses) {
-  Captured captured;
-  Fnx_SetLogSink(FNX_TRACE_SEVERITY, &Capture, &captured);
-  try {
-    CFnx_Dal_Trace outer("CFnx_Dal_Storage::Write");
-    CFnx_Dal_Trace inner("DAFile::Write");
-    throw std::runtime_error("disk full");
-  } catch (const std::runtime_error&) {
-  }
-  const std::vector<std::string> expected{"9|-|enter CFnx_Dal_Storage::Write", "9|-|enter DAFile::Write",
-                                          "9|-|leave DAFile::Write", "9|-|leave CFnx_Dal_Storage::Write"};
-  EXPECT_EQ(captured.Lines(), expected);
 }
 
 TEST_F(Log, DisabledLinesAndTracesAllocateNothing) {
 #ifdef FNX_NO_ALLOCATION_COUNT
   GTEST_SKIP() << "allocations cannot be counted under this sanitizer";
 #endif
-  const auto work = [] {
-    CFnx_Dal_Trace trace("DAFileSystem::OpenForReading");
-    CLogMsg line(nullptr, nullptr, 1);
-    line << LogSeverity{1} << "a text far longer than the small buffer of any string would hold " << 4096ul
-         << 123456789012LL << flush;
+  const auto allocations = [] {
+    t_allocations = 0;
+    t_counting = true;
+    {
+      CFnx_Dal_Trace trace("DAFileSystem::OpenForReading");
+      CLogMsg(nullptr, nullptr, 1) << "a text longer than the small buffer of any string would hold "
+                                   << 4096ul << 123456789012LL << flush;
+    }
+    t_counting = false;
+    return t_allocations;
   };
-  EXPECT_EQ(AllocationsOf(work), 0) << "without a sink";
-  Captured captured;
-  Fnx_SetLogSink(0, &Capture, &captured);
-  EXPECT_EQ(AllocationsOf(work), 0) << "with a sink below every severity";
-  Fnx_SetLogSink(FNX_TRACE_SEVERITY, &Capture, &captured);
-  EXPECT_GT(AllocationsOf(work), 0) << "the count is not real";
-  EXPECT_EQ(captured.Count(), 3u);
+  EXPECT_EQ(allocations(), 0) << "without a sink";
+  Fnx_SetLogSink(0, &Capture, &m_captured);
+  EXPECT_EQ(allocations(), 0) << "with a sink below every severity";
+  Fnx_SetLogSink(FNX_TRACE_SEVERITY, &Capture, &m_captured);
+  EXPECT_GT(allocations(), 0) << "the count is not real";
 }
 
 TEST_F(Log, ThreadsLogThroughOneCallAtATime) {
-  Captured captured;
-  Fnx_SetLogSink(5, &Capture, &captured);
-  constexpr int kThreads = 4;
-  constexpr int kLines = 500;
+  Fnx_SetLogSink(5, &Capture, &m_captured);
   std::vector<std::thread> threads;
-  for (int t = 0; t < kThreads; ++t) {
+  for (unsigned long t = 0; t < 4; ++t) {
     threads.emplace_back([t] {
-      for (int i = 0; i < kLines; ++i) {
-        CLogMsg(nullptr, nullptr, 5) << "thread " << static_cast<unsigned long>(t) << " line "
-                                     << static_cast<unsigned long>(i) << flush;
+      for (unsigned long i = 0; i < 500; ++i) {
+        CLogMsg(nullptr, nullptr, 5) << "thread " << t << " line " << i << flush;
       }
     });
   }
   for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(captured.overlaps.load(), 0) << "the callback was entered twice at once";
-  const std::vector<std::string> lines = captured.Lines();
-  ASSERT_EQ(lines.size(), std::size_t{kThreads} * kLines);
-  for (int t = 0; t < kThreads; ++t) {
+  EXPECT_EQ(m_captured.overlaps.load(), 0) << "the callback was entered twice at once";
+  const std::vector<std::string> lines = m_captured.Lines();
+  ASSERT_EQ(lines.size(), 2000u);
+  for (int t = 0; t < 4; ++t) {
     const std::string line = "5|-|thread " + std::to_string(t) + " line 499";
     EXPECT_EQ(std::count(lines.begin(), lines.end(), line), 1) << line;
   }
@@ -196,24 +173,20 @@ TEST_F(Log, ThreadsLogThroughOneCallAtATime) {
 
 // A host may free the sink's context once Fnx_SetLogSink has returned.
 TEST_F(Log, NoCallAfterTheSinkIsRemovedWhileOthersLog) {
-  Captured captured;
   std::atomic<bool> stop{false};
   std::atomic<long> attempts{0};
   std::thread logger([&] {
-    while (!stop) {
-      CLogMsg(nullptr, nullptr, 1) << "busy" << flush;
-      ++attempts;
-    }
+    for (; !stop; ++attempts) CLogMsg(nullptr, nullptr, 1) << "busy" << flush;
   });
-  Fnx_SetLogSink(1, &Capture, &captured);
-  EXPECT_TRUE(WaitUntil([&] { return captured.Count() >= 10; }));
+  Fnx_SetLogSink(1, &Capture, &m_captured);
+  EXPECT_TRUE(WaitUntil([&] { return m_captured.Lines().size() >= 10; }));
   Fnx_SetLogSink(1, nullptr, nullptr);
-  const std::size_t atRemoval = captured.Count();
+  const std::size_t atRemoval = m_captured.Lines().size();
   const long attemptsAtRemoval = attempts.load();
   EXPECT_TRUE(WaitUntil([&] { return attempts.load() > attemptsAtRemoval + 100; }));
   stop = true;
   logger.join();
-  EXPECT_EQ(captured.Count(), atRemoval);
+  EXPECT_EQ(m_captured.Lines().size(), atRemoval);
 }
 
 }  // namespace
