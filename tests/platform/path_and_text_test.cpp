@@ -43,17 +43,13 @@ TEST(OsPath, SplitsAndJoins) {
                                            : os_path(Native(c.directory), c.name);
     EXPECT_EQ(joined, Native(c.joined)) << c.directory << " + " << c.name;
   }
-}
-
 #ifndef _WIN32
-// A leading double separator and a colon are ordinary text on POSIX.
-TEST(OsPath, PosixPathHasNoDriveOrUnc) {
-  const os_path unc("//host/share/dir/f");
-  EXPECT_FALSE(unc.has_unc());
-  EXPECT_EQ(unc.directory(), "//host/share/dir");
+  // A leading double separator and a colon are ordinary text on POSIX.
+  EXPECT_FALSE(os_path("//host/share/dir/f").has_unc());
+  EXPECT_EQ(os_path("//host/share/dir/f").directory(), "//host/share/dir");
   EXPECT_EQ(os_path("C:/dir/f").drive(), "");
-}
 #endif
+}
 
 TEST(DalParsePathSeparators, BringsBothSeparatorsIntoThePlatformForm) {
   const std::string s(1, OS_PATH_SEPARATOR);
