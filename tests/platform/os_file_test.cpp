@@ -134,9 +134,9 @@ TEST(OsFileSeek, OriginsAndRefusalsThatKeepThePosition) {
   // Only a 64-bit long can ask for 4 GiB directly; a 32-bit one repeats the overflow.
   const std::pair<long, short> beyond32Bits =
       sizeof(long) > 4 ? std::pair<long, short>{static_cast<long>(4 * kGiB), 0} : std::pair<long, short>{INT32_MAX, 1};
-  for (const auto& [offset, origin] : {std::pair<long, short>{-5, 1}, {-11, 2}, {INT32_MAX, 1}, beyond32Bits}) {
-    ExpectToolkitError<os_file_toolkit_error>([&] { file.seek(offset, origin); }, path);
-    EXPECT_EQ(PointerAt(file.descriptor(), 1), 4) << offset << " from " << origin;
+  for (const auto& refused : {std::pair<long, short>{-5, 1}, {-11, 2}, {INT32_MAX, 1}, beyond32Bits}) {
+    ExpectToolkitError<os_file_toolkit_error>([&] { file.seek(refused.first, refused.second); }, path);
+    EXPECT_EQ(PointerAt(file.descriptor(), 1), 4) << refused.first << " from " << refused.second;
   }
   std::int64_t position = 77;
   EXPECT_FALSE(os_set_file_pointer(file.descriptor(), -1, 0, &position));
