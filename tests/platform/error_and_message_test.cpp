@@ -41,18 +41,14 @@ TEST(Message, ValuesAreKeptLiterallyAndUnknownIdsPassThrough) {
   EXPECT_EQ(MessageTemplate("QRSDAL0000E"), nullptr);
 }
 
-namespace {
-// The tape call wrapper's way: build first, set text and code afterwards.
-class RetaggedError : public FNXError {
- public:
-  RetaggedError() : FNXError("first", 1, 12, "src", 1) {
-    SetText("QRSDAL0512E second");
-    SetCode(1104);
-  }
-};
-}  // namespace
-
 TEST(FNXError, DerivedTextAndCodeSurviveCopyAndCatchByBase) {
+  // The tape call wrapper's way: build first, set text and code afterwards.
+  struct RetaggedError : FNXError {
+    RetaggedError() : FNXError("first", 1, 12, "src", 1) {
+      SetText("QRSDAL0512E second");
+      SetCode(1104);
+    }
+  };
   try {
     const RetaggedError original;
     throw original;

@@ -31,14 +31,16 @@ TEST_F(FileLock, TwoOpenFilesOfOneProcessExcludeEachOther) {
   Osl_File second;
   Open(first);
   Open(second);
-  ASSERT_TRUE(first.add_lock(kWholeFile, false));
+  ASSERT_TRUE(first.add_lock(os_file_lock(1, 0, 10, 0), false));
+  ASSERT_TRUE(first.add_lock(os_file_lock(1, 200, 0, 0), false));
   EXPECT_FALSE(second.add_lock(kWholeFile, false));
   EXPECT_EQ(os_last_error(), native_error::kLockRefused);
-  EXPECT_TRUE(first.add_lock(kWholeFile, false)) << "refused a lock it holds";
-  first.remove_all_locks();
+  EXPECT_TRUE(first.add_lock(os_file_lock(1, 0, 10, 0), false)) << "refused a lock it holds";
+  first.remove_all_locks();  // every range
   EXPECT_TRUE(second.add_lock(kWholeFile, false));
   second.close();  // closing releases as well
   EXPECT_TRUE(first.add_lock(kWholeFile, false));
+  EXPECT_THROW(second.add_lock(kWholeFile, false), os_file_toolkit_error);
 }
 
 // With per-process locks, closing any other descriptor of the file drops the lock.
@@ -110,23 +112,6 @@ TEST_F(FileLock, RangesAndSharingConflictAsRequested) {
     ASSERT_TRUE(first.add_lock(c.first, false));
     EXPECT_EQ(second.add_lock(c.second, false), c.granted) << "case " << (&c - cases);
   }
-}
-
-TEST_F(FileLock, RemoveAllLocksReleasesEveryRange) {
-  Osl_File first;
-  Osl_File second;
-  Open(first);
-  Open(second);
-  ASSERT_TRUE(first.add_lock(os_file_lock(1, 0, 10, 0), false));
-  ASSERT_TRUE(first.add_lock(os_file_lock(1, 200, 0, 0), false));
-  first.remove_all_locks();
-  EXPECT_TRUE(second.add_lock(kWholeFile, false));
-}
-
-TEST_F(FileLock, ClosedFileCannotLock) {
-  Osl_File file;
-  EXPECT_THROW(file.add_lock(kWholeFile, false), os_file_toolkit_error);
-  EXPECT_THROW(file.remove_all_locks(), os_file_toolkit_error);
 }
 
 }  // namespace
