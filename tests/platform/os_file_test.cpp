@@ -55,9 +55,7 @@ TEST(OslFile, OpenFlagsCreateAndRefuseWithTheErrorNumber) {
       EXPECT_EQ(Osl_File_System::exists(path), c.error == 0);
     }
   }
-}
-
-TEST(OslFile, MissingDirectoryAndDirectoryItselfAreRefused) {
+  // A missing directory on the way, and a directory taken for a document.
   TempDir dir;
   const std::string inMissing = dir.Join("missing/document");
   Osl_File file;
