@@ -13,6 +13,7 @@
 #include "os_file.h"
 #include "os_text.h"
 #include "osl_directory.h"
+#include "temp_dir.h"
 
 namespace {
 
@@ -24,24 +25,9 @@ bool Lock(Osl_File& file, const std::string& path) {
 int HoldLock(const std::string& path, const std::string& ready, const std::string& release) {
   Osl_File file;
   if (!Lock(file, path)) return 1;
-  Osl_File marker;
-  marker.open(ready, OSL_FILE_CREATE, OSL_ACCESS_READ_WRITE, 0);
-  marker.close();
+  WriteFile(ready, "");
   // A child left behind by a crashed test ends by itself.
   WaitUntil([&] { return !release.empty() && Osl_File_System::exists(release); }, std::chrono::minutes(2));
-  return 0;
-}
-
-int WriteRandomNumbers(long count, const std::string& out) {
-  std::string text;
-  for (long i = 0; i < count; ++i) text += RandomNumber() + "\n";
-  Osl_File file;
-  file.open(out, OSL_FILE_CREATE | OSL_FILE_EXCLUSIVE, OSL_ACCESS_READ_WRITE, 0);
-  if (file.write(text.data(), static_cast<int>(text.size())) != static_cast<int>(text.size())) {
-    std::fprintf(stderr, "short write of %s\n", out.c_str());
-    return 2;
-  }
-  file.close();
   return 0;
 }
 
@@ -57,7 +43,12 @@ int main(int argc, char** argv) {
       Osl_File file;
       return Lock(file, argv[2]) ? 0 : 1;
     }
-    if (command == "random" && argc == 4) return WriteRandomNumbers(std::atol(argv[2]), argv[3]);
+    if (command == "random" && argc == 4) {
+      std::string text;
+      for (long i = std::atol(argv[2]); i > 0; --i) text += RandomNumber() + "\n";
+      WriteFile(argv[3], text);  // the parent counts the lines
+      return 0;
+    }
   } catch (const std::exception& error) {
     std::fprintf(stderr, "platform_child %s: %s\n", command.c_str(), error.what());
     return 2;
