@@ -39,16 +39,6 @@ TEST(OsDate, LaterDaysCompareGreater) {
   }
 }
 
-std::tm Local(std::time_t moment) {
-  std::tm fields{};
-#ifdef _WIN32
-  localtime_s(&fields, &moment);
-#else
-  localtime_r(&moment, &fields);
-#endif
-  return fields;
-}
-
 // Compared with the C library's local time just before and after (a second may tick).
 TEST(OsDateTime, TodayAndNowAreLocal) {
 #ifndef _WIN32
@@ -64,7 +54,12 @@ TEST(OsDateTime, TodayAndNowAreLocal) {
   const std::time_t after = std::time(nullptr);
   bool matched = false;
   for (std::time_t moment = before; moment <= after && !matched; ++moment) {
-    const std::tm local = Local(moment);
+    std::tm local{};
+#ifdef _WIN32
+    localtime_s(&local, &moment);
+#else
+    localtime_r(&moment, &local);
+#endif
     matched = today == os_date(local.tm_mon + 1, local.tm_mday, local.tm_year + 1900) &&
               now.hour() == local.tm_hour && now.minute() == local.tm_min && now.second() == local.tm_sec;
   }
