@@ -67,28 +67,11 @@ TEST(OslFile, OpenFlagsCreateAndRefuseWithTheErrorNumber) {
   ExpectToolkitError<os_file_toolkit_error>([&] { file.open(directory, 0, OSL_ACCESS_READ, 0); }, directory);
 }
 
-TEST(OslFile, AccessModeLimitsTransfersAndCutting) {
+TEST(OslFile, TransfersCountBytesAndFollowTheAccessMode) {
   TempDir dir;
   const std::string path = dir.Join("document");
-  WriteFile(path, "abc");
-  char buffer[8] = {};
-  Osl_File reader;
-  reader.open(path, 0, OSL_ACCESS_READ, 0);
-  EXPECT_LT(reader.write("x", 1), 0);
-  EXPECT_FALSE(os_set_end_of_file(reader.descriptor()));
-  EXPECT_EQ(reader.read(buffer, 8), 3);
-  Osl_File writer;
-  writer.open(path, 0, OSL_ACCESS_WRITE, 0);
-  EXPECT_LT(writer.read(buffer, 1), 0);
-  EXPECT_EQ(writer.write("X", 1), 1);
-  writer.close();
-  EXPECT_EQ(ReadFile(path), "Xbc");
-}
-
-TEST(OslFile, TransfersCountBytesAndStopAtTheEnd) {
-  TempDir dir;
   Osl_File file;
-  file.open(dir.Join("document"), OSL_FILE_CREATE, OSL_ACCESS_READ_WRITE, 0);
+  file.open(path, OSL_FILE_CREATE, OSL_ACCESS_READ_WRITE, 0);
   std::string block(100000, '\0');
   for (std::size_t i = 0; i < block.size(); ++i) block[i] = static_cast<char>(i * 7);
   ASSERT_EQ(file.write(block.data(), 100000), 100000);
@@ -99,6 +82,18 @@ TEST(OslFile, TransfersCountBytesAndStopAtTheEnd) {
   EXPECT_EQ(file.read(back.data(), 10), 0);
   EXPECT_LT(file.read(back.data(), -1), 0);
   EXPECT_LT(file.write(block.data(), -1), 0);
+  file.close();
+
+  Osl_File reader;
+  reader.open(path, 0, OSL_ACCESS_READ, 0);
+  EXPECT_LT(reader.write("x", 1), 0);
+  EXPECT_FALSE(os_set_end_of_file(reader.descriptor()));
+  Osl_File writer;
+  writer.open(path, 0, OSL_ACCESS_WRITE, 0);
+  EXPECT_LT(writer.read(back.data(), 1), 0);
+  EXPECT_EQ(writer.write("X", 1), 1);
+  writer.close();
+  EXPECT_EQ(ReadFile(path), "X" + block.substr(1));
 }
 
 TEST(OslFile, ClosedFileRefusesAndReopenTakesTheNewFile) {

@@ -94,18 +94,15 @@ TYPED_TEST(MutualExclusion, OneThreadInsideAtATime) {
   long counter = 0;  // guarded by lock, deliberately not atomic
   std::atomic<int> inside{0};
   std::atomic<int> overlaps{0};
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([&] {
-      for (int i = 0; i < 20000; ++i) {
-        std::lock_guard<TypeParam> guard(lock);
-        if (inside.fetch_add(1) != 0) ++overlaps;
-        ++counter;
-        inside.fetch_sub(1);
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
+  const auto body = [&] {
+    for (int i = 0; i < 20000; ++i) {
+      std::lock_guard<TypeParam> guard(lock);
+      if (inside.fetch_add(1) != 0) ++overlaps;
+      ++counter;
+      inside.fetch_sub(1);
+    }
+  };
+  EXPECT_TRUE(AllEnd(std::vector<std::function<void()>>(4, body), {}));
   EXPECT_EQ(overlaps.load(), 0);
   EXPECT_EQ(counter, 4 * 20000L);
 }
