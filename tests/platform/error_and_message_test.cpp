@@ -8,7 +8,8 @@
 #include "fnx_message.h"
 
 // Every id the library throws has its wording: the id leads, the
-// "Class::Operation: " context follows directly, and every value is placed.
+// "Class::Operation: " context follows directly, and every value is placed
+// (surplus ones at the end).
 TEST(Message, EveryIdOfTheLibraryHasItsWording) {
   const char* const ids[] = {"QRSDAL0005E", "QRSDAL0200E", "QRSDAL0501E", "QRSDAL0502E", "QRSDAL0503E",
                              "QRSDAL0504E", "QRSDAL0505E", "QRSDAL0506E", "QRSDAL0507E", "QRSDAL0508E",
