@@ -1,5 +1,5 @@
-// Restoring a file: finding its volume through the operator, delivering the
-// bytes in pieces, and refusing what is no record of the format.
+// Restoring a file: finding its volume through the operator, and refusing
+// what is no record of the format. Byte-exact restores are in the write suite.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -18,40 +18,11 @@ class TapeDevRead : public TapeDevTest {
     FakeTapeDev(m_config, m_drive).BackupEnd();
   }
 
-  // Records of 65532 and 704 bytes.
   const std::string m_content = Content(65528 + 700, 3);
   std::string m_location;
 };
 
 }  // namespace
-
-TEST_F(TapeDevRead, BytesComeInThePiecesAsked) {
-  struct Case {
-    const char* name;
-    std::vector<std::uint32_t> asks, reads;
-  } cases[] = {
-      {"nothing asked", {0}, {0}},
-      {"more than the file in one call", {200000, 10}, {65528 + 700, 0}},
-      {"a record's data, then the rest", {65528, 65528, 1}, {65528, 700, 0}},
-      {"small pieces", {10, 10}, {10, 10}},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    CFnx_Dal_Tape_Location location;
-    location.get_from_string(m_location);
-    FakeTapeDev device(m_config, m_drive);
-    device.ReadStart(location);
-    std::string restored;
-    for (std::size_t i = 0; i < c.asks.size(); ++i) {
-      std::string piece(c.asks[i], '\0');
-      std::uint32_t read = 99;
-      device.ReadRead(piece.data(), c.asks[i], read);
-      EXPECT_EQ(read, c.reads[i]);
-      restored.append(piece.data(), read);
-    }
-    EXPECT_TRUE(SameBytes(restored, m_content.substr(0, restored.size())));
-  }
-}
 
 TEST_F(TapeDevRead, ARestoreEndsTheRunOfItsConfiguration) {
   Operate({}, [&] { FakeTapeDev(m_config, m_drive).BackupStart(); });

@@ -239,7 +239,8 @@ TEST_F(TapeDevWrite, ABlockSizeTheFormatCannotUseIsRefusedAlsoWhenTheForeignTape
     std::uint32_t block_size;
     const char* id;
     int code, error_class;
-  } cases[] = {{0, "tape_single_blocksize_error", 0, 0}, {256, "QRSDAL0540E", 1291, 8}, {3000, "QRSDAL0540E", 1291, 8}};
+  } cases[] = {{0, "tape_single_blocksize_error", 0, 0}, {256, "QRSDAL0540E", 1291, 8}, {3000, "QRSDAL0540E", 1291, 8},
+               {131072, "QRSDAL0540E", 1291, 8}};
   for (const Case& c : cases) {
     SCOPED_TRACE(c.block_size);
     const std::vector<std::string> blocks_before = m_cartridge->blocks;
