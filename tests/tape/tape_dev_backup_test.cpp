@@ -48,7 +48,8 @@ class TapeDevBackup : public TapeDevTest {
   }
 
   static bool IsOurVolume(const std::shared_ptr<FakeCartridge>& cartridge) {
-    return tape_is_volume_label(cartridge->blocks.at(0).data()) && IdOf(cartridge).substr(0, 16) == "VOL_A           ";
+    return !cartridge->blocks.empty() && tape_is_volume_label(cartridge->blocks[0].data()) &&
+           IdOf(cartridge).substr(0, 16) == "VOL_A           ";
   }
 };
 
@@ -94,108 +95,124 @@ TEST_F(TapeDevBackup, LabelsWithoutAQuestionWhenTheFlagsAndTheTapeAllowIt) {
   }
 }
 
-TEST_F(TapeDevBackup, EachAnswerToALabelledOrForeignTapeLeadsWhereItShould) {
-  struct Case {
-    const char* name;
-    bool foreign_data;
-    std::vector<std::string> answers;  // "?" names no option
-    bool blank_at_retry;
-  } cases[] = {
-      {"labelled, Use", false, {kUse}, false},
-      {"labelled, Retry with a blank tape", false, {"Retry"}, true},
-      {"labelled, Retry on the same tape asks again", false, {"Retry", kUse}, false},
-      {"labelled, unmatched reads again", false, {"?", kUse}, false},
-      {"labelled, Cancel", false, {"Cancel"}, false},
-      {"foreign data, Use", true, {kUse}, false},
-      {"foreign data, unmatched reads again", true, {"?", "Cancel"}, false},
-      {"foreign data, Retry with a blank tape", true, {"Retry"}, true},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    auto tape = c.foreign_data ? ForeignDataCartridge() : LabelledCartridge("OLD_VOL");
-    const std::string old_block = tape->blocks[0];
-    auto blank = std::make_shared<FakeCartridge>();
-    m_drive.Insert(tape);
-    SetFlags(false, true, false);
-    const CFnx_Dal_ConfigValues before = Values();
-    std::vector<OperatorStep> steps;
-    for (const std::string& answer : c.answers) {
-      steps.push_back({c.foreign_data ? kForeignDataQuestion : kLabelledQuestion, kRetryCancelUse, answer});
-      if (c.blank_at_retry && answer == "Retry") steps.back().action = [&] { m_drive.Insert(blank); };
-    }
-    const bool cancel = c.answers.back() == "Cancel";
-    Operate(steps, [&] { EXPECT_EQ(Start(), !cancel); });
-    if (cancel) {
-      EXPECT_EQ(tape->blocks[0], old_block);
-      EXPECT_FALSE(Values().m_backupFlag);  // nothing pushed
-      EXPECT_EQ(Values().m_volumeInfo, before.m_volumeInfo);
-    } else {
-      EXPECT_TRUE(IsOurVolume(c.blank_at_retry ? blank : tape));
-      EXPECT_TRUE(Values().m_backupFlag);
-    }
-  }
-}
-
-TEST_F(TapeDevBackup, NoMediumAsksForTheTapeTheRunNeeds) {
+// Every question BackupStart asks, with each answer: the situation, the exact
+// text and options, and where the answer leads.
+TEST_F(TapeDevBackup, EachQuestionOfTheStartAndEachAnswerLeadWhereTheyShould) {
   MakeKnownVolume();
   const CFnx_Dal_ConfigValues known = Values();
-  struct Case {
-    const char* name;
-    bool force, known_volume;
-    std::string question;
-  } cases[] = {
-      {"labelling", true, false, "Please insert scratch tape into the drive"},
-      {"first volume of a run", false, false, "Please insert tape with label=(VOL_A)"},
-      {"known volume", false, true, "Please insert tape with label=(" + VolumeId() + ")"},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    CFnx_Dal_ConfigValues values = known;
-    if (!c.known_volume) values.m_volumeInfo.clear();
-    values.m_forceLabel = c.force;
-    values.m_newVolume1 = !c.force && !c.known_volume;
-    SetValues(values);
-    m_drive.Insert(nullptr);
-    Operate({{c.question, kRetryCancel, "Cancel"}}, [&] { EXPECT_FALSE(Start()); });
-    // An unmatched answer goes on without looking again: the empty drive fails.
-    Operate({{c.question, kRetryCancel, "?"}},
-            [&] { EXPECT_THROW(FakeTapeDev(m_config, m_drive).BackupStart(), no_tape_in_drive_error); });
-    auto tape = c.known_volume ? m_cartridge : std::make_shared<FakeCartridge>();
-    Operate({{c.question, kRetryCancel, "Retry", [&] { m_drive.Insert(tape); }}}, [&] { EXPECT_TRUE(Start()); });
-    EXPECT_TRUE(Values().m_backupFlag);
-  }
-}
-
-TEST_F(TapeDevBackup, WriteProtectionIsAskedAboutUntilRemoved) {
-  MakeKnownVolume();
-  const CFnx_Dal_ConfigValues known = Values();
-  struct Case {
-    std::vector<std::string> answers;  // protection removed at the last
-    const char* outcome;
-  } cases[] = {
-      {{"Retry"}, "started"},
-      {{"Retry", "Retry"}, "started"},
-      {{"Cancel"}, "abort"},
-      {{"?"}, "write fails"},  // goes on unlooked; labelling meets the protection
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.outcome);
-    SetValues(known);
-    SetFlags(std::string(c.outcome) == "write fails", false, false);
+  const std::string no_medium_known = "Please insert tape with label=(" + VolumeId() + ")";
+  const std::string no_medium_new = "Please insert tape with label=(VOL_A)";
+  const std::string no_medium_scratch = "Please insert scratch tape into the drive";
+  const std::string wrong = "Tape with label=(" + VolumeId() + "), expected.\nTape with label=(" +
+                            IdOf(LabelledCartridge("OLD_VOL")) + "), in the drive.\nPlease insert correct tape ";
+  std::shared_ptr<FakeCartridge> blank;
+  auto insert_blank = [&] { m_drive.Insert(blank); };
+  auto insert_known = [&] { m_drive.Insert(m_cartridge); };
+  auto insert_known_protected = [&] {
     m_cartridge->write_protected = true;
     m_drive.Insert(m_cartridge);
+  };
+  auto unprotect = [&] { m_cartridge->write_protected = false; };
+  auto labelled = [] { return LabelledCartridge("OLD_VOL"); };
+  auto foreign = [] { return ForeignDataCartridge(); };
+  auto none = [] { return std::shared_ptr<FakeCartridge>(); };
+  auto protected_known = [&] {
+    m_cartridge->write_protected = true;
+    return m_cartridge;
+  };
+  enum Flags { kNew, kForce, kKnown };  // new-volume flag, force-label flag, or the known volume
+  struct Case {
+    const char* name;
+    Flags start;
+    std::function<std::shared_ptr<FakeCartridge>()> in_drive;
     std::vector<OperatorStep> steps;
-    for (const std::string& answer : c.answers) steps.push_back({kWriteProtectedQuestion, kRetryCancel, answer});
-    if (c.answers.back() == "Retry") steps.back().action = [&] { m_cartridge->write_protected = false; };
-    std::string outcome = "started";
-    Operate(steps, [&] {
+    std::string outcome;  // "labels it", "labels blank", "goes on", "abort", "no tape", "write fails"
+  } cases[] = {
+      {"labelled, Use", kNew, labelled, {{kLabelledQuestion, kRetryCancelUse, kUse}}, "labels it"},
+      {"labelled, Retry with a blank", kNew, labelled, {{kLabelledQuestion, kRetryCancelUse, "Retry", insert_blank}},
+       "labels blank"},
+      {"labelled, Retry on the same tape asks again", kNew, labelled,
+       {{kLabelledQuestion, kRetryCancelUse, "Retry"}, {kLabelledQuestion, kRetryCancelUse, kUse}}, "labels it"},
+      {"labelled, unmatched reads again", kNew, labelled,
+       {{kLabelledQuestion, kRetryCancelUse, "?"}, {kLabelledQuestion, kRetryCancelUse, kUse}}, "labels it"},
+      {"labelled, Cancel", kNew, labelled, {{kLabelledQuestion, kRetryCancelUse, "Cancel"}}, "abort"},
+      {"foreign data, Use", kNew, foreign, {{kForeignDataQuestion, kRetryCancelUse, kUse}}, "labels it"},
+      {"foreign data, Retry with a blank", kNew, foreign,
+       {{kForeignDataQuestion, kRetryCancelUse, "Retry", insert_blank}}, "labels blank"},
+      {"foreign data, unmatched reads again", kNew, foreign,
+       {{kForeignDataQuestion, kRetryCancelUse, "?"}, {kForeignDataQuestion, kRetryCancelUse, "Cancel"}}, "abort"},
+      // An unmatched answer to an empty drive goes on without looking again.
+      {"no medium to label, Retry", kForce, none, {{no_medium_scratch, kRetryCancel, "Retry", insert_blank}},
+       "labels blank"},
+      {"no medium to label, Cancel", kForce, none, {{no_medium_scratch, kRetryCancel, "Cancel"}}, "abort"},
+      {"no medium to label, unmatched", kForce, none, {{no_medium_scratch, kRetryCancel, "?"}}, "no tape"},
+      {"no first volume, Retry", kNew, none, {{no_medium_new, kRetryCancel, "Retry", insert_blank}}, "labels blank"},
+      {"no first volume, Cancel", kNew, none, {{no_medium_new, kRetryCancel, "Cancel"}}, "abort"},
+      {"no first volume, unmatched", kNew, none, {{no_medium_new, kRetryCancel, "?"}}, "no tape"},
+      {"no known volume, Retry", kKnown, none, {{no_medium_known, kRetryCancel, "Retry", insert_known}}, "goes on"},
+      {"no known volume, Cancel", kKnown, none, {{no_medium_known, kRetryCancel, "Cancel"}}, "abort"},
+      {"no known volume, unmatched", kKnown, none, {{no_medium_known, kRetryCancel, "?"}}, "no tape"},
+      {"protected, Retry once removed", kKnown, protected_known,
+       {{kWriteProtectedQuestion, kRetryCancel, "Retry", unprotect}}, "goes on"},
+      {"protected, Retry while protected asks again", kKnown, protected_known,
+       {{kWriteProtectedQuestion, kRetryCancel, "Retry"}, {kWriteProtectedQuestion, kRetryCancel, "Retry", unprotect}},
+       "goes on"},
+      {"protected, Cancel", kKnown, protected_known, {{kWriteProtectedQuestion, kRetryCancel, "Cancel"}}, "abort"},
+      // Unmatched goes on unlooked: labelling then meets the protection.
+      {"protected, unmatched", kForce, protected_known, {{kWriteProtectedQuestion, kRetryCancel, "?"}},
+       "write fails"},
+      {"wrong volume, Retry with the right one", kKnown, labelled, {{wrong, kRetryCancel, "Retry", insert_known}},
+       "goes on"},
+      {"wrong volume, unmatched compares again", kKnown, labelled,
+       {{wrong, kRetryCancel, "?"}, {wrong, kRetryCancel, "Retry", insert_known}}, "goes on"},
+      {"wrong volume, the right one protected", kKnown, labelled,
+       {{wrong, kRetryCancel, "Retry", insert_known_protected},
+        {kInsertedProtectedQuestion, kRetryCancel, "Retry", unprotect}},
+       "goes on"},
+      {"wrong volume, Cancel at the protection", kKnown, labelled,
+       {{wrong, kRetryCancel, "Retry", insert_known_protected},
+        {kInsertedProtectedQuestion, kRetryCancel, "Cancel", unprotect}},
+       "abort"},
+      {"wrong volume, Cancel", kKnown, labelled, {{wrong, kRetryCancel, "Cancel"}}, "abort"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    m_cartridge->write_protected = false;
+    blank = std::make_shared<FakeCartridge>();
+    CFnx_Dal_ConfigValues values = known;
+    if (c.start != kKnown) values.m_volumeInfo.clear();
+    values.m_forceLabel = c.start == kForce;
+    values.m_newVolume1 = c.start == kNew;
+    SetValues(values);
+    auto tape = c.in_drive();
+    const std::vector<std::string> blocks_before = tape ? tape->blocks : std::vector<std::string>{};
+    m_drive.Insert(tape);
+
+    std::string outcome;
+    Operate(c.steps, [&] {
       try {
-        if (!Start()) outcome = "abort";
+        outcome = Start() ? "started" : "abort";
+      } catch (const no_tape_in_drive_error&) {
+        outcome = "no tape";
       } catch (const FNXError& error) {
         outcome = error.Code() == 19 ? "write fails" : error.Text();
       }
     });
+    if (outcome == "started") {
+      outcome = IsOurVolume(blank) ? "labels blank" : m_drive.Loaded() == m_cartridge ? "goes on" : "labels it";
+      EXPECT_TRUE(Values().m_backupFlag);
+    }
     EXPECT_EQ(outcome, c.outcome);
+    if (c.outcome == "goes on") {
+      EXPECT_EQ(m_drive.position(), known.m_endBlock);
+    } else if (c.outcome == "labels it") {
+      EXPECT_TRUE(IsOurVolume(tape));
+    } else if (c.outcome == "abort") {
+      EXPECT_EQ(Values().m_volumeInfo, values.m_volumeInfo);  // nothing pushed
+    }
+    if (tape && tape != m_cartridge && c.outcome != "labels it") {
+      EXPECT_EQ(tape->blocks, blocks_before);  // a tape not taken is not written to
+    }
   }
 }
 
@@ -235,46 +252,6 @@ TEST_F(TapeDevBackup, WritingGoesOnBehindTheLastFileOfTheVolume) {
   EXPECT_TRUE(IsOurVolume(m_cartridge));
   for (std::size_t i = 0; i < locations.size(); ++i) {
     EXPECT_TRUE(SameBytes(RestoreFile(locations[i]), Content(i == 0 ? 700 : 70000, static_cast<unsigned>(i))));
-  }
-}
-
-TEST_F(TapeDevBackup, EachAnswerToAWrongVolumeLeadsWhereItShould) {
-  MakeKnownVolume();
-  const CFnx_Dal_ConfigValues known = Values();
-  auto other = LabelledCartridge("OLD_VOL");
-  const std::string question = "Tape with label=(" + VolumeId() + "), expected.\nTape with label=(" + IdOf(other) +
-                               "), in the drive.\nPlease insert correct tape ";
-  auto insert_right = [&] { m_drive.Insert(m_cartridge); };
-  auto insert_right_protected = [&] {
-    m_cartridge->write_protected = true;
-    m_drive.Insert(m_cartridge);
-  };
-  auto unprotect = [&] { m_cartridge->write_protected = false; };
-  struct Case {
-    const char* name;
-    std::vector<OperatorStep> steps;
-  } cases[] = {
-      {"Retry with the right tape", {{question, kRetryCancel, "Retry", insert_right}}},
-      {"unmatched compares again", {{question, kRetryCancel, "?"}, {question, kRetryCancel, "Retry", insert_right}}},
-      {"Retry with the right tape write-protected",
-       {{question, kRetryCancel, "Retry", insert_right_protected},
-        {kInsertedProtectedQuestion, kRetryCancel, "Retry", unprotect}}},
-      {"Cancel at the protection",
-       {{question, kRetryCancel, "Retry", insert_right_protected},
-        {kInsertedProtectedQuestion, kRetryCancel, "Cancel", unprotect}}},
-      {"Cancel", {{question, kRetryCancel, "Cancel"}}},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    SetValues(known);
-    m_drive.Insert(other);
-    const bool cancel = c.steps.back().answer == "Cancel";
-    Operate(c.steps, [&] { EXPECT_EQ(Start(), !cancel); });
-    EXPECT_EQ(Values().m_backupFlag, !cancel);
-    if (!cancel) {
-      EXPECT_EQ(m_drive.position(), known.m_endBlock);
-    }
-    EXPECT_EQ(other->blocks.size(), 1u);  // the wrong tape is not written to
   }
 }
 
