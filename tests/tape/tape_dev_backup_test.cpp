@@ -55,49 +55,9 @@ class TapeDevBackup : public TapeDevTest {
 
 }  // namespace
 
-TEST_F(TapeDevBackup, LabelsWithoutAQuestionWhenTheFlagsAndTheTapeAllowIt) {
-  struct Case {
-    const char* name;
-    bool force, new1, new2;
-    std::function<std::shared_ptr<FakeCartridge>()> tape;
-  } cases[] = {
-      {"force on a labelled tape", true, false, false, [] { return LabelledCartridge("OLD_VOL"); }},
-      {"force on foreign data", true, false, false, [] { return ForeignDataCartridge(); }},
-      {"force on a tape of the same name", true, false, false, [] { return LabelledCartridge("VOL_A"); }},
-      {"first new-volume flag, blank tape", false, true, false, [] { return std::make_shared<FakeCartridge>(); }},
-      {"second new-volume flag, blank tape", false, false, true, [] { return std::make_shared<FakeCartridge>(); }},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    auto tape = c.tape();
-    const std::string old_id = tape->blocks.empty() ? "" : IdOf(tape);
-    m_drive.Insert(tape);
-    SetFlags(c.force, c.new1, c.new2);
-    CFnx_Dal_ConfigValues before = Values();
-    if (!before.m_volumeInfo.empty()) {  // the previous case's volume, with files on it
-      before.m_volumeInfo.replace(kTapeVolumeIdOffset + 71, 8, "00000017");
-      SetValues(before);
-    }
-    Operate({}, [&] { FakeTapeDev(m_config, m_drive).BackupStart(); });
-
-    ASSERT_TRUE(IsOurVolume(tape));
-    EXPECT_NE(IdOf(tape), old_id);
-    const CFnx_Dal_ConfigValues values = Values();
-    EXPECT_TRUE(values.m_backupFlag);
-    ASSERT_EQ(values.m_volumeInfo.size(), kTapeVolumeInfoSize);
-    EXPECT_EQ(values.m_volumeInfo.substr(0, kTapeVolumeIdOffset + kTapeVolumeIdSize),
-              tape->blocks[0].substr(0, kTapeVolumeIdOffset + kTapeVolumeIdSize));
-    tape_volume_status status;
-    status.load(values.m_volumeInfo);
-    EXPECT_EQ(status.get_file_count(), 0);
-    EXPECT_EQ(std::string(status.offset_low, 10), "0000000001");  // behind the label
-    EXPECT_EQ(std::string(status.block_size, 6), "000512");
-  }
-}
-
-// Every question BackupStart asks, with each answer: the situation, the exact
-// text and options, and where the answer leads.
-TEST_F(TapeDevBackup, EachQuestionOfTheStartAndEachAnswerLeadWhereTheyShould) {
+// Which tape BackupStart takes or labels, every question it asks with each
+// answer: the situation, the exact text and options, and where it leads.
+TEST_F(TapeDevBackup, EachSituationQuestionAndAnswerOfTheStartLeadsWhereItShould) {
   MakeKnownVolume();
   const CFnx_Dal_ConfigValues known = Values();
   const std::string no_medium_known = "Please insert tape with label=(" + VolumeId() + ")";
@@ -116,11 +76,14 @@ TEST_F(TapeDevBackup, EachQuestionOfTheStartAndEachAnswerLeadWhereTheyShould) {
   auto labelled = [] { return LabelledCartridge("OLD_VOL"); };
   auto foreign = [] { return ForeignDataCartridge(); };
   auto none = [] { return std::shared_ptr<FakeCartridge>(); };
+  auto blank_tape = [&] { return blank; };
   auto protected_known = [&] {
     m_cartridge->write_protected = true;
     return m_cartridge;
   };
-  enum Flags { kNew, kForce, kKnown };  // new-volume flag, force-label flag, or the known volume
+  // A new-volume flag, the force-label flag (with or without the known
+  // volume's info), or the known volume alone.
+  enum Flags { kNew, kNew2, kForce, kForceKnown, kKnown };
   struct Case {
     const char* name;
     Flags start;
@@ -128,6 +91,11 @@ TEST_F(TapeDevBackup, EachQuestionOfTheStartAndEachAnswerLeadWhereTheyShould) {
     std::vector<OperatorStep> steps;
     std::string outcome;  // "labels it", "labels blank", "goes on", "abort", "no tape", "write fails"
   } cases[] = {
+      {"force on a labelled tape", kForceKnown, labelled, {}, "labels it"},
+      {"force on foreign data", kForceKnown, foreign, {}, "labels it"},
+      {"force on a tape of the same name", kForceKnown, [] { return LabelledCartridge("VOL_A"); }, {}, "labels it"},
+      {"first new-volume flag, blank tape", kNew, blank_tape, {}, "labels blank"},
+      {"second new-volume flag, blank tape", kNew2, blank_tape, {}, "labels blank"},
       {"labelled, Use", kNew, labelled, {{kLabelledQuestion, kRetryCancelUse, kUse}}, "labels it"},
       {"labelled, Retry with a blank", kNew, labelled, {{kLabelledQuestion, kRetryCancelUse, "Retry", insert_blank}},
        "labels blank"},
@@ -180,9 +148,10 @@ TEST_F(TapeDevBackup, EachQuestionOfTheStartAndEachAnswerLeadWhereTheyShould) {
     m_cartridge->write_protected = false;
     blank = std::make_shared<FakeCartridge>();
     CFnx_Dal_ConfigValues values = known;
-    if (c.start != kKnown) values.m_volumeInfo.clear();
-    values.m_forceLabel = c.start == kForce;
+    if (c.start != kKnown && c.start != kForceKnown) values.m_volumeInfo.clear();
+    values.m_forceLabel = c.start == kForce || c.start == kForceKnown;
     values.m_newVolume1 = c.start == kNew;
+    values.m_newVolume2 = c.start == kNew2;
     SetValues(values);
     auto tape = c.in_drive();
     const std::vector<std::string> blocks_before = tape ? tape->blocks : std::vector<std::string>{};
@@ -203,14 +172,23 @@ TEST_F(TapeDevBackup, EachQuestionOfTheStartAndEachAnswerLeadWhereTheyShould) {
       EXPECT_TRUE(Values().m_backupFlag);
     }
     EXPECT_EQ(outcome, c.outcome);
-    if (c.outcome == "goes on") {
+    if (c.outcome == "labels it" || c.outcome == "labels blank") {
+      // A fresh volume: the caller has its label, no files, the next block behind the label.
+      const auto& labelled_tape = c.outcome == "labels it" ? tape : blank;
+      ASSERT_TRUE(IsOurVolume(labelled_tape));
+      const std::string info = Values().m_volumeInfo;
+      ASSERT_EQ(info.size(), kTapeVolumeInfoSize);
+      EXPECT_EQ(info.substr(0, kTapeVolumeIdOffset + 35), labelled_tape->blocks[0].substr(0, kTapeVolumeIdOffset + 35));
+      tape_volume_status status;
+      status.load(info);
+      EXPECT_EQ(status.get_file_count(), 0);
+      EXPECT_EQ(std::string(status.offset_low, 10) + "/" + std::string(status.block_size, 6), "0000000001/000512");
+    } else if (c.outcome == "goes on") {
       EXPECT_EQ(m_drive.position(), known.m_endBlock);
-    } else if (c.outcome == "labels it") {
-      EXPECT_TRUE(IsOurVolume(tape));
     } else if (c.outcome == "abort") {
       EXPECT_EQ(Values().m_volumeInfo, values.m_volumeInfo);  // nothing pushed
     }
-    if (tape && tape != m_cartridge && c.outcome != "labels it") {
+    if (tape && tape != m_cartridge && tape != blank && c.outcome != "labels it") {
       EXPECT_EQ(tape->blocks, blocks_before);  // a tape not taken is not written to
     }
   }
