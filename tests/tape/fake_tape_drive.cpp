@@ -17,22 +17,6 @@ FakeCartridge& FakeTapeDrive::Require() {
   return *m_cartridge;
 }
 
-void FakeTapeDev::PrepareNewTape() { LoadTape(); }
-
-void FakeTapeDev::LoadTape() {
-  m_drive.Require();
-  m_drive.m_position = 0;
-}
-
-void FakeTapeDev::UnloadTape() { m_drive.Insert(nullptr); }
-
-void FakeTapeDev::CloseHandle() {
-  m_drive.m_open = false;
-  ++m_drive.closes;
-}
-
-int FakeTapeDev::GetHandle() { return m_drive.m_open ? 1 : 0; }
-
 void FakeTapeDev::TapeDriveFeaturesCheck() {
   m_drive.Require();
   if (m_drive.lacks_features) throw tape_features_support_error(kSourceFile, __LINE__);
@@ -43,22 +27,11 @@ void FakeTapeDev::GotoPosition(const CFnx_Dal_Tape_Position& position) {
   m_drive.m_position = position.offset_low();
 }
 
-void FakeTapeDev::GotoEndOfData(const CFnx_Dal_Tape_Position& /*position*/) {
-  m_drive.m_position = static_cast<std::uint32_t>(m_drive.Require().blocks.size());
-}
-
 void FakeTapeDev::GetCurrentPosition(CFnx_Dal_Tape_Position& position) {
   m_drive.Require();
   if (m_drive.position_fails) throw DriveFailure("GetCurrentPosition");
   position = CFnx_Dal_Tape_Position(1, m_drive.m_position, 0);
 }
-
-void FakeTapeDev::GetBlockSize(unsigned long long& block_size) {
-  m_drive.m_open = true;
-  block_size = m_drive.m_block_size;
-}
-
-bool FakeTapeDev::Verify_Tape_Not_WriteProtected() { return !m_drive.Require().write_protected; }
 
 void FakeTapeDev::ReadBlocks(char* buffer, unsigned long long count) {
   const FakeCartridge& cartridge = m_drive.Require();
@@ -81,8 +54,6 @@ void FakeTapeDev::WriteBlocks(char* buffer, unsigned long long count, unsigned l
     cartridge.blocks.emplace_back(buffer + written * m_drive.m_block_size, m_drive.m_block_size);
   }
 }
-
-void FakeTapeDev::Verify_Tape_In_Drive() { m_drive.Require(); }
 
 std::shared_ptr<FakeCartridge> LabelledCartridge(const std::string& volume_name, std::uint32_t block_size) {
   tape_volume_label label;

@@ -50,21 +50,32 @@ class FakeTapeDev final : public CFnx_Dal_TapeDev {
   FakeTapeDev(CFnx_Dal_ConfigurationTape& config, FakeTapeDrive& drive) : CFnx_Dal_TapeDev(config), m_drive(drive) {}
 
   void GotoPosition(const CFnx_Dal_Tape_Position& position) override;
-  void GotoEndOfData(const CFnx_Dal_Tape_Position& position) override;
+  void GotoEndOfData(const CFnx_Dal_Tape_Position&) override {
+    m_drive.m_position = static_cast<std::uint32_t>(m_drive.Require().blocks.size());
+  }
   void GetCurrentPosition(CFnx_Dal_Tape_Position& position) override;
-  void GetBlockSize(unsigned long long& block_size) override;
-  bool Verify_Tape_Not_WriteProtected() override;
+  void GetBlockSize(unsigned long long& block_size) override {
+    m_drive.m_open = true;
+    block_size = m_drive.m_block_size;
+  }
+  bool Verify_Tape_Not_WriteProtected() override { return !m_drive.Require().write_protected; }
 
  protected:
-  void PrepareNewTape() override;
-  void LoadTape() override;
-  void UnloadTape() override;
-  void CloseHandle() override;
-  int GetHandle() override;
+  void PrepareNewTape() override { LoadTape(); }
+  void LoadTape() override {
+    m_drive.Require();
+    m_drive.m_position = 0;
+  }
+  void UnloadTape() override { m_drive.Insert(nullptr); }
+  void CloseHandle() override {
+    m_drive.m_open = false;
+    ++m_drive.closes;
+  }
+  int GetHandle() override { return m_drive.m_open ? 1 : 0; }
   void TapeDriveFeaturesCheck() override;
   void ReadBlocks(char* buffer, unsigned long long count) override;
   void WriteBlocks(char* buffer, unsigned long long count, unsigned long long& written) override;
-  void Verify_Tape_In_Drive() override;
+  void Verify_Tape_In_Drive() override { m_drive.Require(); }
 
  private:
   FakeTapeDrive& m_drive;
