@@ -106,27 +106,24 @@ TEST_F(TapeDevWrite, FilesOfEverySizeAroundARecordRestoreByteExact) {
   }
 }
 
-TEST_F(TapeDevWrite, AnEmptyFileLeavesNoLocationAndItsNumberIsUsedAgain) {
-  const CFnx_Dal_ConfigValues before = Values();
-  StartEmptyFile();
-  EXPECT_EQ(Values().m_volumeInfo, before.m_volumeInfo);  // nothing pushed
-  const std::string next = WriteFile(Content(5));
-  EXPECT_EQ(next.substr(214, 6), "000001");
-  EXPECT_EQ(next.substr(254, 10), "0000000002");  // behind the empty file's start label
-  EXPECT_TRUE(SameBytes(RestoreFile(next), Content(5)));
-}
-
+// File numbers follow the volume info; an empty file leaves no location,
+// pushes nothing and its number is used again.
 TEST_F(TapeDevWrite, FileNumbersFollowTheVolumeInfoAndReachTheCaller) {
   CFnx_Dal_ConfigValues values = Values();
   values.m_volumeInfo.replace(kTapeVolumeIdOffset + 71, 8, "00000041");
   SetValues(values);
-  EXPECT_EQ(WriteFile(Content(20)).substr(214, 6), "000042");
+  StartEmptyFile();
+  EXPECT_EQ(Values().m_volumeInfo, values.m_volumeInfo);
+  const std::string location = WriteFile(Content(5));
+  EXPECT_EQ(location.substr(214, 6), "000042");
+  EXPECT_EQ(location.substr(254, 10), "0000000002");  // behind the empty file's start label
   values = Values();
   tape_volume_status status;
   status.load(values.m_volumeInfo);
   EXPECT_EQ(status.get_file_count(), 42);
   EXPECT_NE(values.m_statusLine.find(", files: 42, "), std::string::npos) << values.m_statusLine;
   EXPECT_EQ(std::string(status.used_low, 10), Digits(m_drive.position(), 10));  // the end block, pushed
+  EXPECT_TRUE(SameBytes(RestoreFile(location), Content(5)));
 }
 
 TEST_F(TapeDevWrite, BytesBeyondWhatAFileOnTapeCanHoldAreRefusedUntaken) {
@@ -170,10 +167,7 @@ TEST_F(TapeDevWrite, EachAnswerAtTheEndOfTheMediumInTheDataLeadsWhereItShould) {
       EXPECT_EQ(written, 0u);
     }
     if (answer == "Retry") {  // labelled, and the caller knows it at once
-      ASSERT_EQ(next->blocks.size(), 1u);
-      EXPECT_NE(VolumeId(), old_id);
       EXPECT_EQ(VolumeId(), IdOf(next));
-      EXPECT_TRUE(Values().m_backupFlag);
       EXPECT_NE(Values().m_statusLine.find(", files: 0, "), std::string::npos) << Values().m_statusLine;
     } else if (answer == "Cancel") {
       EXPECT_EQ(VolumeId(), old_id);
