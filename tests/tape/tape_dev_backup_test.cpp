@@ -21,32 +21,6 @@ const std::string kInsertedProtectedQuestion = "Inserted tape is WRITE-PROTECTED
 
 class TapeDevBackup : public TapeDevTest {
  protected:
-  void SetFlags(bool force, bool new1, bool new2) {
-    CFnx_Dal_ConfigValues values = Values();
-    values.m_forceLabel = force;
-    values.m_newVolume1 = new1;
-    values.m_newVolume2 = new2;
-    values.m_backupFlag = false;
-    SetValues(values);
-  }
-
-  // A volume with two files and a closed run: the configuration knows it.
-  void MakeKnownVolume() {
-    StartRunOnNewVolume();
-    WriteFile(Content(700, 1));
-    WriteFile(Content(900, 2));
-    FakeTapeDev(m_config, m_drive).BackupEnd();
-  }
-
-  bool Start() {
-    bool started = false;
-    Aborts([&] {
-      FakeTapeDev(m_config, m_drive).BackupStart();
-      started = true;
-    });
-    return started;
-  }
-
   static bool IsOurVolume(const std::shared_ptr<FakeCartridge>& cartridge) {
     return !cartridge->blocks.empty() && tape_is_volume_label(cartridge->blocks[0].data()) &&
            IdOf(cartridge).substr(0, 16) == "VOL_A           ";
@@ -58,7 +32,9 @@ class TapeDevBackup : public TapeDevTest {
 // Which tape BackupStart takes or labels, every question it asks with each
 // answer: the situation, the exact text and options, and where it leads.
 TEST_F(TapeDevBackup, EachSituationQuestionAndAnswerOfTheStartLeadsWhereItShould) {
-  MakeKnownVolume();
+  StartRunOnNewVolume();  // a volume with files and a closed run: the configuration knows it
+  WriteFile(Content(700));
+  FakeTapeDev(m_config, m_drive).BackupEnd();
   const CFnx_Dal_ConfigValues known = Values();
   const std::string no_medium_known = "Please insert tape with label=(" + VolumeId() + ")";
   const std::string no_medium_new = "Please insert tape with label=(VOL_A)";
@@ -160,7 +136,7 @@ TEST_F(TapeDevBackup, EachSituationQuestionAndAnswerOfTheStartLeadsWhereItShould
     std::string outcome;
     Operate(c.steps, [&] {
       try {
-        outcome = Start() ? "started" : "abort";
+        outcome = Aborts([&] { FakeTapeDev(m_config, m_drive).BackupStart(); }) ? "abort" : "started";
       } catch (const no_tape_in_drive_error&) {
         outcome = "no tape";
       } catch (const FNXError& error) {
@@ -196,7 +172,9 @@ TEST_F(TapeDevBackup, EachSituationQuestionAndAnswerOfTheStartLeadsWhereItShould
 
 TEST_F(TapeDevBackup, ADriveWithoutTheNeededFeaturesEndsTheStart) {
   m_drive.lacks_features = true;
-  SetFlags(true, false, false);
+  CFnx_Dal_ConfigValues values = Values();
+  values.m_forceLabel = true;
+  SetValues(values);
   EXPECT_THROW(FakeTapeDev(m_config, m_drive).BackupStart(), tape_features_support_error);
   EXPECT_FALSE(Values().m_backupFlag);
   EXPECT_TRUE(m_cartridge->blocks.empty());
@@ -234,7 +212,9 @@ TEST_F(TapeDevBackup, WritingGoesOnBehindTheLastFileOfTheVolume) {
 }
 
 TEST_F(TapeDevBackup, BackupEndClosesTheRunAndPushesTheStatusLine) {
-  SetFlags(false, true, true);
+  CFnx_Dal_ConfigValues values = Values();
+  values.m_newVolume1 = values.m_newVolume2 = true;
+  SetValues(values);
   FakeTapeDev(m_config, m_drive).BackupStart();
   EXPECT_EQ(Values().m_statusLine, "");  // the start shows its line to the operator only
   WriteFile(Content(700, 1));
@@ -243,7 +223,7 @@ TEST_F(TapeDevBackup, BackupEndClosesTheRunAndPushesTheStatusLine) {
   const std::string date = m_config.GetCurDateFormat();
   FakeTapeDev(m_config, m_drive).BackupEnd();
 
-  const CFnx_Dal_ConfigValues values = Values();
+  values = Values();
   EXPECT_FALSE(values.m_backupFlag);
   EXPECT_TRUE(values.m_newVolume1);   // stays
   EXPECT_FALSE(values.m_newVolume2);  // cleared by the end of the run
