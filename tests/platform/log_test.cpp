@@ -1,5 +1,5 @@
-// The log sink: CLogMsg lines and CFnx_Dal_Trace scopes reach the host's
-// callback by level, one call at a time, and cost nothing without a sink.
+// The log sink: lines and trace scopes reach the host's callback by level,
+// one call at a time, and cost nothing without a sink.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -15,9 +15,7 @@
 #include "child_process.h"
 #include "fnx_log.h"
 
-// Counts the allocations of the calling thread while a test asks for it, to
-// show that a disabled line or trace allocates nothing. Clang's sanitizer
-// runtimes bring their own operator new, which cannot be replaced.
+// Counts the calling thread's allocations; clang's sanitizer runtimes own operator new.
 #if defined(__clang__) && defined(__has_feature)
 #if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer) || __has_feature(memory_sanitizer)
 #define FNX_NO_ALLOCATION_COUNT 1
@@ -27,17 +25,16 @@
 namespace {
 thread_local bool t_counting = false;
 thread_local long t_allocations = 0;
+}  // namespace
 
 #ifndef FNX_NO_ALLOCATION_COUNT
+namespace {
 void* Allocate(std::size_t size) {
   if (t_counting) ++t_allocations;
   if (void* block = std::malloc(size ? size : 1)) return block;
   throw std::bad_alloc();
 }
-#endif
 }  // namespace
-
-#ifndef FNX_NO_ALLOCATION_COUNT
 void* operator new(std::size_t size) { return Allocate(size); }
 void* operator new[](std::size_t size) { return Allocate(size); }
 void operator delete(void* block) noexcept { std::free(block); }
@@ -48,16 +45,7 @@ void operator delete[](void* block, std::size_t) noexcept { std::free(block); }
 
 namespace {
 
-template <typename Work>
-long AllocationsOf(Work&& work) {
-  t_allocations = 0;
-  t_counting = true;
-  work();
-  t_counting = false;
-  return t_allocations;
-}
-
-// A sink that records "severity|component|text"; a null component shows as "-".
+// Records "severity|component|text"; a null component shows as "-".
 struct Captured {
   std::mutex lock;
   std::vector<std::string> lines;
@@ -67,10 +55,6 @@ struct Captured {
   std::vector<std::string> Lines() {
     std::lock_guard<std::mutex> guard(lock);
     return lines;
-  }
-  std::size_t Count() {
-    std::lock_guard<std::mutex> guard(lock);
-    return lines.size();
   }
 };
 
@@ -88,169 +72,120 @@ class Log : public ::testing::Test {
  protected:
   void SetUp() override { Fnx_SetLogSink(0, nullptr, nullptr); }
   void TearDown() override { Fnx_SetLogSink(0, nullptr, nullptr); }
+  Captured m_captured;
 };
 
-TEST_F(Log, LinesReachTheSinkAsStreamed) {
-  Captured captured;
-  Fnx_SetLogSink(5, &Capture, &captured);
-  {
-    CLogMsg line(nullptr, nullptr, 1);
-    line << LogSeverity{1} << "DAFileSystem: " << std::string("size ") << 4294967295ul << " at "
-         << -9000000000LL << flush;
-  }
-  {
-    CLogMsg line(nullptr, "media-request", 5);
-    line << LogSeverity{5} << "load volume " << 3ul << flush;
-    line << "again" << flush;  // one object, flushed twice: the second line starts empty
-    line << flush;
-  }
-  const std::vector<std::string> expected{"1|-|DAFileSystem: size 4294967295 at -9000000000",
-                                          "5|media-request|load volume 3", "5|media-request|again",
-                                          "5|media-request|"};
-  EXPECT_EQ(captured.Lines(), expected);
-}
-
-TEST_F(Log, LevelFiltersBySeverity) {
-  struct Case {
-    int level;
-    int severity;
-    bool delivered;
-  };
-  const Case cases[] = {{1, 1, true}, {1, 5, false}, {5, 1, true}, {5, 5, true},
-                        {0, 1, false}, {8, 9, false}, {9, 9, true}};
-  for (const Case& c : cases) {
-    Captured captured;
-    Fnx_SetLogSink(c.level, &Capture, &captured);
-    EXPECT_EQ(FnxLogEnabled(c.severity), c.delivered) << c.level << "/" << c.severity;
-    { CLogMsg(nullptr, nullptr, c.severity) << LogSeverity{c.severity} << "x" << flush; }
-    EXPECT_EQ(captured.Count(), c.delivered ? 1u : 0u) << "level " << c.level << ", severity " << c.severity;
-  }
-}
-
-// The severity streamed before the text is the one the line is reported and
-// filtered with, whatever the constructor was given.
-TEST_F(Log, StreamedSeverityDecides) {
-  struct Case {
-    int level;
-    int built;
-    int streamed;
-    bool delivered;
-  };
-  const Case cases[] = {{1, 5, 1, true}, {1, 9, 1, true}, {1, 1, 5, false}, {5, 1, 5, true}};
-  for (const Case& c : cases) {
-    Captured captured;
-    Fnx_SetLogSink(c.level, &Capture, &captured);
-    { CLogMsg(nullptr, nullptr, c.built) << LogSeverity{c.streamed} << "x" << flush; }
-    const std::vector<std::string> expected =
-        c.delivered ? std::vector<std::string>{std::to_string(c.streamed) + "|-|x"} : std::vector<std::string>{};
-    EXPECT_EQ(captured.Lines(), expected) << "level " << c.level << ", built " << c.built << ", streamed "
-                                          << c.streamed;
-  }
-}
-
-TEST_F(Log, RemovedOrReplacedSinkIsNeverCalledAgain) {
-  Captured first;
-  Captured second;
-  Fnx_SetLogSink(9, &Capture, &first);
-  { CLogMsg(nullptr, nullptr, 1) << "one" << flush; }
-  Fnx_SetLogSink(9, &Capture, &second);
-  { CLogMsg(nullptr, nullptr, 1) << "two" << flush; }
-  Fnx_SetLogSink(9, nullptr, &first);  // a null callback removes the sink, whatever the level
-  EXPECT_FALSE(FnxLogEnabled(0));
-  {
-    CLogMsg(nullptr, nullptr, 1) << "three" << flush;
-    CFnx_Dal_Trace trace("Not::Reported");
-  }
-  EXPECT_EQ(first.Lines(), std::vector<std::string>{"1|-|one"});
-  EXPECT_EQ(second.Lines(), std::vector<std::string>{"1|-|two"});
-}
-
-TEST_F(Log, TraceReportsEntryAndExitAlsoWhenAnExceptionPasses) {
-  Captured captured;
-  Fnx_SetLogSink(FNX_TRACE_SEVERITY, &Capture, &captured);
+TEST_F(Log, LinesAndTracesReachTheSinkAsStreamed) {
+  Fnx_SetLogSink(FNX_TRACE_SEVERITY, &Capture, &m_captured);
   try {
-    CFnx_Dal_Trace outer("CFnx_Dal_Storage::Write");
-    CFnx_Dal_Trace inner("DAFile::Write");
-    throw std::runtime_error("disk full");
+    CFnx_Dal_Trace trace("DAFile::Write");
+    CLogMsg line(nullptr, "media-request", 5);
+    line << "size " << std::string("of ") << 4294967295ul << " at " << -9000000000LL << flush;
+    line << "again" << flush;  // the second line starts empty
+    throw std::runtime_error("disk full");  // the trace still reports its exit
   } catch (const std::runtime_error&) {
   }
-  const std::vector<std::string> expected{"9|-|enter CFnx_Dal_Storage::Write", "9|-|enter DAFile::Write",
-                                          "9|-|leave DAFile::Write", "9|-|leave CFnx_Dal_Storage::Write"};
-  EXPECT_EQ(captured.Lines(), expected);
+  EXPECT_EQ(m_captured.Lines(),
+            (std::vector<std::string>{"9|-|enter DAFile::Write", "5|media-request|size of 4294967295 at -9000000000",
+                                      "5|media-request|again", "9|-|leave DAFile::Write"}));
+}
+
+// A line goes out when its severity is at most the level; a streamed
+// severity overrides the constructor's.
+TEST_F(Log, LevelFiltersBySeverity) {
+  struct Case {
+    int level, built, streamed;  // streamed 0: none
+    bool delivered;
+  } const cases[] = {{1, 1, 0, true}, {1, 5, 0, false}, {0, 1, 0, false}, {9, 9, 0, true},
+                     {1, 9, 1, true}, {1, 1, 5, false}};
+  for (const Case& c : cases) {
+    Captured captured;
+    Fnx_SetLogSink(c.level, &Capture, &captured);
+    const int severity = c.streamed ? c.streamed : c.built;
+    EXPECT_EQ(FnxLogEnabled(severity), c.delivered) << c.level << "/" << severity;
+    {
+      CLogMsg line(nullptr, nullptr, c.built);
+      if (c.streamed) line << LogSeverity{c.streamed};
+      line << "x" << flush;
+    }
+    const std::vector<std::string> expected{std::to_string(severity) + "|-|x"};
+    EXPECT_EQ(captured.Lines(), c.delivered ? expected : std::vector<std::string>{})
+        << "level " << c.level << ", built " << c.built << ", streamed " << c.streamed;
+  }
 }
 
 TEST_F(Log, DisabledLinesAndTracesAllocateNothing) {
 #ifdef FNX_NO_ALLOCATION_COUNT
   GTEST_SKIP() << "allocations cannot be counted under this sanitizer";
 #endif
-  const auto work = [] {
-    CFnx_Dal_Trace trace("DAFileSystem::OpenForReading");
-    CLogMsg line(nullptr, nullptr, 1);
-    line << LogSeverity{1} << "a text far longer than the small buffer of any string would hold " << 4096ul
-         << 123456789012LL << flush;
+  const auto allocations = [] {
+    t_allocations = 0;
+    t_counting = true;
+    {
+      CFnx_Dal_Trace trace("DAFileSystem::OpenForReading");
+      CLogMsg(nullptr, nullptr, 1) << "a text longer than the small buffer of any string would hold "
+                                   << 4096ul << 123456789012LL << flush;
+    }
+    t_counting = false;
+    return t_allocations;
   };
-  EXPECT_EQ(AllocationsOf(work), 0) << "without a sink";
-
-  Captured captured;
-  Fnx_SetLogSink(0, &Capture, &captured);
-  EXPECT_EQ(AllocationsOf(work), 0) << "with a sink below every severity";
-  EXPECT_EQ(captured.Count(), 0u);
-
-  // The count is real: enabled, the same work allocates.
-  Fnx_SetLogSink(FNX_TRACE_SEVERITY, &Capture, &captured);
-  EXPECT_GT(AllocationsOf(work), 0);
-  EXPECT_EQ(captured.Count(), 3u);
+  EXPECT_EQ(allocations(), 0) << "without a sink";
+  Fnx_SetLogSink(0, &Capture, &m_captured);
+  EXPECT_EQ(allocations(), 0) << "with a sink below every severity";
+  Fnx_SetLogSink(FNX_TRACE_SEVERITY, &Capture, &m_captured);
+  EXPECT_GT(allocations(), 0) << "the count is not real";
 }
 
-// Lines from many threads reach the callback whole and one at a time.
 TEST_F(Log, ThreadsLogThroughOneCallAtATime) {
-  Captured captured;
-  Fnx_SetLogSink(5, &Capture, &captured);
-  constexpr int kThreads = 4;
-  constexpr int kLines = 500;
+  Fnx_SetLogSink(5, &Capture, &m_captured);
   std::vector<std::thread> threads;
-  for (int t = 0; t < kThreads; ++t) {
+  for (unsigned long t = 0; t < 4; ++t) {
     threads.emplace_back([t] {
-      for (int i = 0; i < kLines; ++i) {
-        CLogMsg line(nullptr, "media-request", 5);
-        line << "thread " << static_cast<unsigned long>(t) << " line " << static_cast<unsigned long>(i) << flush;
-        CFnx_Dal_Trace trace("Not::Reported");
+      for (unsigned long i = 0; i < 500; ++i) {
+        CLogMsg(nullptr, nullptr, 5) << "thread " << t << " line " << i << flush;
       }
     });
   }
   for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(captured.overlaps.load(), 0) << "the callback was entered twice at once";
-  const std::vector<std::string> lines = captured.Lines();
-  ASSERT_EQ(lines.size(), std::size_t{kThreads} * kLines);
-  for (int t = 0; t < kThreads; ++t) {
-    for (int i = 0; i < kLines; i += 99) {
-      const std::string line = "5|media-request|thread " + std::to_string(t) + " line " + std::to_string(i);
-      EXPECT_EQ(std::count(lines.begin(), lines.end(), line), 1) << line;
-    }
+  EXPECT_EQ(m_captured.overlaps.load(), 0) << "the callback was entered twice at once";
+  const std::vector<std::string> lines = m_captured.Lines();
+  ASSERT_EQ(lines.size(), 2000u);
+  for (int t = 0; t < 4; ++t) {
+    const std::string line = "5|-|thread " + std::to_string(t) + " line 499";
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), line), 1) << line;
   }
 }
 
-// A host may free the sink's context once Fnx_SetLogSink has returned: no
-// call to the old sink may still start after that, while other threads log.
-TEST_F(Log, NoCallAfterTheSinkIsRemovedWhileOthersLog) {
-  Captured captured;
+// A host may free the sink's context once Fnx_SetLogSink has returned, while
+// other threads log.
+TEST_F(Log, ReplacedOrRemovedSinkIsNeverCalledAgain) {
+  Captured second;
   std::atomic<bool> stop{false};
   std::atomic<long> attempts{0};
   std::thread logger([&] {
-    while (!stop) {
+    for (; !stop; ++attempts) {
+      CFnx_Dal_Trace trace("Log::Busy");
       CLogMsg(nullptr, nullptr, 1) << "busy" << flush;
-      ++attempts;
     }
   });
-  Fnx_SetLogSink(1, &Capture, &captured);
-  ASSERT_TRUE(WaitUntil([&] { return captured.Count() >= 10; }));
-  Fnx_SetLogSink(1, nullptr, nullptr);
-  const std::size_t atRemoval = captured.Count();
-  const long attemptsAtRemoval = attempts.load();
-  ASSERT_TRUE(WaitUntil([&] { return attempts.load() > attemptsAtRemoval + 100; }));
+  const auto logging = [&] {
+    const long from = attempts.load();
+    EXPECT_TRUE(WaitUntil([&] { return attempts.load() > from + 100; }));
+  };
+  Fnx_SetLogSink(9, &Capture, &m_captured);
+  logging();
+  Fnx_SetLogSink(9, &Capture, &second);
+  const std::size_t atReplacement = m_captured.Lines().size();
+  logging();
+  Fnx_SetLogSink(9, nullptr, &second);  // a null callback removes the sink, whatever the level
+  const std::size_t atRemoval = second.Lines().size();
+  logging();
   stop = true;
   logger.join();
-  EXPECT_EQ(captured.Count(), atRemoval);
+  EXPECT_GT(atReplacement, 0u);
+  EXPECT_EQ(m_captured.Lines().size(), atReplacement);
+  EXPECT_GT(atRemoval, 0u);
+  EXPECT_EQ(second.Lines().size(), atRemoval);
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 #include <string>
 
 #include "os_path.h"
-#include "os_text.h"
 
 TEST(WindowsPath, SplitsDrivesUncPrefixesDirectoriesAndNames) {
   struct Case {
@@ -42,28 +41,4 @@ TEST(WindowsPath, JoinsWithBackslashes) {
   EXPECT_EQ(os_path(R"(C:\dir\)", "f").str(), R"(C:\dir\f)");
   EXPECT_EQ(os_path(R"(\\host\share)", "f", "txt").str(), R"(\\host\share\f.txt)");
   EXPECT_EQ(os_path("", "f").str(), "f");
-}
-
-TEST(WindowsPath, ForwardSlashesBecomeBackslashesAndThenSplit) {
-  struct Case {
-    const char* given;
-    const char* parsed;
-  };
-  const Case cases[] = {
-      {"C:/archive/11_23_2026_1/doc.dat", R"(C:\archive\11_23_2026_1\doc.dat)"},
-      {"//host/share/doc", R"(\\host\share\doc)"},
-      {R"(C:\mixed/both\kinds)", R"(C:\mixed\both\kinds)"},
-      {R"(already\right)", R"(already\right)"},
-  };
-  for (const Case& c : cases) {
-    std::string path = c.given;
-    DalParsePathSeparators(path);
-    EXPECT_EQ(path, c.parsed) << c.given;
-  }
-  std::string unc = "//host/share/dir/doc";
-  DalParsePathSeparators(unc);
-  const os_path parsed(unc);
-  EXPECT_EQ(parsed.unc(), R"(\\host\share)");
-  EXPECT_EQ(parsed.directory(), R"(\dir)");
-  EXPECT_EQ(parsed.filename(), "doc");
 }

@@ -1,11 +1,8 @@
-// The second process of the platform suite. Commands:
-//   hold-lock <file> <ready> [<release>]  locks the whole file without waiting,
-//       creates <ready>, and holds the lock until <release> exists (or until it
-//       is killed). Exit 0; 1 when the lock was refused.
-//   try-lock <file>   tries the whole-file lock without waiting: exit 0 when
-//       granted, 1 when refused.
-//   random <count> <out>   writes <count> RandomNumber texts, one a line.
-// Exit 2 on any failure, with the reason on standard error; 64 on bad usage.
+// The second process of the platform suite:
+//   hold-lock <file> <ready> [<release>]: lock, create <ready>, hold until <release> exists
+//   try-lock <file>: exit 0 when the whole-file lock is granted
+//   random <count> <out>: write <count> RandomNumber texts, one a line
+// Exit 1 when a lock is refused, 2 on any failure, 64 on bad usage.
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -16,40 +13,21 @@
 #include "os_file.h"
 #include "os_text.h"
 #include "osl_directory.h"
+#include "temp_dir.h"
 
 namespace {
 
-// A child left behind by a crashed test ends by itself.
-constexpr auto kLifetime = std::chrono::seconds(120);
+bool Lock(Osl_File& file, const std::string& path) {
+  file.open(path, 0, OSL_ACCESS_READ_WRITE, 0);
+  return file.add_lock(os_file_lock(1, 0, 0, 0), false);
+}
 
 int HoldLock(const std::string& path, const std::string& ready, const std::string& release) {
   Osl_File file;
-  file.open(path, 0, OSL_ACCESS_READ_WRITE, 0);
-  if (!file.add_lock(os_file_lock(1, 0, 0, 0), false)) return 1;
-  Osl_File marker;
-  marker.open(ready, OSL_FILE_CREATE, OSL_ACCESS_READ_WRITE, 0);
-  marker.close();
-  WaitUntil([&] { return !release.empty() && Osl_File_System::exists(release); },
-            std::chrono::duration_cast<std::chrono::milliseconds>(kLifetime));
-  return 0;
-}
-
-int TryLock(const std::string& path) {
-  Osl_File file;
-  file.open(path, 0, OSL_ACCESS_READ_WRITE, 0);
-  return file.add_lock(os_file_lock(1, 0, 0, 0), false) ? 0 : 1;
-}
-
-int WriteRandomNumbers(long count, const std::string& out) {
-  std::string text;
-  for (long i = 0; i < count; ++i) text += RandomNumber() + "\n";
-  Osl_File file;
-  file.open(out, OSL_FILE_CREATE | OSL_FILE_EXCLUSIVE, OSL_ACCESS_READ_WRITE, 0);
-  if (file.write(text.data(), static_cast<int>(text.size())) != static_cast<int>(text.size())) {
-    std::fprintf(stderr, "short write of %s\n", out.c_str());
-    return 2;
-  }
-  file.close();
+  if (!Lock(file, path)) return 1;
+  WriteFile(ready, "");
+  // A child left behind by a crashed test ends by itself.
+  WaitUntil([&] { return !release.empty() && Osl_File_System::exists(release); }, std::chrono::minutes(2));
   return 0;
 }
 
@@ -61,8 +39,16 @@ int main(int argc, char** argv) {
     if (command == "hold-lock" && (argc == 4 || argc == 5)) {
       return HoldLock(argv[2], argv[3], argc == 5 ? argv[4] : "");
     }
-    if (command == "try-lock" && argc == 3) return TryLock(argv[2]);
-    if (command == "random" && argc == 4) return WriteRandomNumbers(std::atol(argv[2]), argv[3]);
+    if (command == "try-lock" && argc == 3) {
+      Osl_File file;
+      return Lock(file, argv[2]) ? 0 : 1;
+    }
+    if (command == "random" && argc == 4) {
+      std::string text;
+      for (long i = std::atol(argv[2]); i > 0; --i) text += RandomNumber() + "\n";
+      WriteFile(argv[3], text);  // the parent counts the lines
+      return 0;
+    }
   } catch (const std::exception& error) {
     std::fprintf(stderr, "platform_child %s: %s\n", command.c_str(), error.what());
     return 2;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <set>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -13,37 +14,15 @@
 
 namespace {
 
-// Fit for a file name on every platform: letters and digits only, short.
-void ExpectFitForAFileName(const std::string& text) {
-  EXPECT_FALSE(text.empty());
-  EXPECT_LE(text.size(), 32u) << text;
-  for (char c : text) {
-    const bool alphanumeric = (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-    EXPECT_TRUE(alphanumeric) << "'" << text << "'";
+TEST(RandomNumber, UniqueAcrossThreadsAndProcesses) {
+  TempDir dir;
+  constexpr int kCalls = 40000;
+  constexpr int kThreads = 3;
+  const std::vector<std::string> outputs{dir.Join("first"), dir.Join("second")};
+  std::vector<ChildProcess> children;
+  for (const std::string& out : outputs) {
+    children.emplace_back("platform_child", std::vector<std::string>{"random", std::to_string(kCalls), out});
   }
-}
-
-std::vector<std::string> Lines(const std::string& text) {
-  std::vector<std::string> lines;
-  std::size_t start = 0;
-  for (std::size_t end; (end = text.find('\n', start)) != std::string::npos; start = end + 1) {
-    lines.push_back(text.substr(start, end - start));
-  }
-  return lines;
-}
-
-TEST(RandomNumber, ManyCallsNeverRepeat) {
-  std::set<std::string> seen;
-  for (int i = 0; i < 200000; ++i) {
-    const std::string text = RandomNumber();
-    if (i % 1000 == 0) ExpectFitForAFileName(text);
-    ASSERT_TRUE(seen.insert(text).second) << "repeated after " << i << " calls: " << text;
-  }
-}
-
-TEST(RandomNumber, ThreadsNeverShareANumber) {
-  constexpr int kThreads = 4;
-  constexpr int kCalls = 20000;
   std::vector<std::vector<std::string>> drawn(kThreads);
   std::vector<std::thread> threads;
   for (int t = 0; t < kThreads; ++t) {
@@ -52,30 +31,24 @@ TEST(RandomNumber, ThreadsNeverShareANumber) {
     });
   }
   for (std::thread& thread : threads) thread.join();
+  for (ChildProcess& child : children) ASSERT_EQ(child.Wait(), 0);
+  for (const std::string& out : outputs) {
+    std::istringstream lines(ReadFile(out));
+    drawn.emplace_back();
+    for (std::string line; std::getline(lines, line);) drawn.back().push_back(line);
+    ASSERT_EQ(drawn.back().size(), std::size_t{kCalls}) << out;
+  }
   std::set<std::string> seen;
-  for (const auto& numbers : drawn) seen.insert(numbers.begin(), numbers.end());
-  EXPECT_EQ(seen.size(), std::size_t{kThreads} * kCalls);
-}
-
-// Two processes started together, and this one, draw from separate streams.
-TEST(RandomNumber, ProcessesStartedTogetherNeverShareANumber) {
-  TempDir dir;
-  constexpr int kCalls = 50000;
-  const std::string first = dir.Join("first");
-  const std::string second = dir.Join("second");
-  ChildProcess a("platform_child", {"random", std::to_string(kCalls), first});
-  ChildProcess b("platform_child", {"random", std::to_string(kCalls), second});
-  std::set<std::string> seen;
-  for (int i = 0; i < kCalls; ++i) seen.insert(RandomNumber());
-  ASSERT_EQ(a.Wait(), 0);
-  ASSERT_EQ(b.Wait(), 0);
-  for (const std::string& path : {first, second}) {
-    const std::vector<std::string> numbers = Lines(ReadFile(path));
-    ASSERT_EQ(numbers.size(), std::size_t{kCalls}) << path;
-    ExpectFitForAFileName(numbers.front());
+  for (const auto& numbers : drawn) {
+    // Fit for a file name on every platform: letters and digits, short.
+    const std::string& sample = numbers.front();
+    EXPECT_TRUE(!sample.empty() && sample.size() <= 32 &&
+                sample.find_first_not_of("0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ") ==
+                    std::string::npos)
+        << "'" << sample << "'";
     seen.insert(numbers.begin(), numbers.end());
   }
-  EXPECT_EQ(seen.size(), std::size_t{3} * kCalls) << "two processes drew the same number";
+  EXPECT_EQ(seen.size(), std::size_t{kThreads + 2} * kCalls) << "a number was drawn twice";
 }
 
 }  // namespace

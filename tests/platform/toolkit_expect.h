@@ -1,6 +1,5 @@
 #pragma once
-// Expectations on the toolkit's exceptions and the platform's error numbers,
-// shared by the file and directory suites.
+// Expectations on the toolkit's exceptions and the platform's error numbers.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -12,8 +11,7 @@
 #include <cerrno>
 #endif
 
-// The numbers that native() and os_last_error() must give: GetLastError codes
-// on Win32, errno values on POSIX.
+// What native() and os_last_error() give: GetLastError codes or errno values.
 namespace native_error {
 #ifdef _WIN32
 inline constexpr std::uint32_t kFileNotFound = ERROR_FILE_NOT_FOUND;
@@ -22,7 +20,6 @@ inline constexpr std::uint32_t kFileExists = ERROR_FILE_EXISTS;
 inline constexpr std::uint32_t kDirectoryExists = ERROR_ALREADY_EXISTS;
 inline constexpr std::uint32_t kDirectoryNotEmpty = ERROR_DIR_NOT_EMPTY;
 inline constexpr std::uint32_t kNegativeSeek = ERROR_NEGATIVE_SEEK;
-inline constexpr std::uint32_t kBadHandle = ERROR_INVALID_HANDLE;
 inline constexpr std::uint32_t kLockRefused = ERROR_LOCK_VIOLATION;
 #else
 inline constexpr std::uint32_t kFileNotFound = ENOENT;
@@ -31,21 +28,18 @@ inline constexpr std::uint32_t kFileExists = EEXIST;
 inline constexpr std::uint32_t kDirectoryExists = EEXIST;
 inline constexpr std::uint32_t kDirectoryNotEmpty = ENOTEMPTY;
 inline constexpr std::uint32_t kNegativeSeek = EINVAL;
-inline constexpr std::uint32_t kBadHandle = EBADF;
 inline constexpr std::uint32_t kLockRefused = EAGAIN;
 #endif
 }  // namespace native_error
 
-// Runs a call that must throw Error (exactly that family, not a sibling);
-// returns its platform number, 0 when nothing or something else was thrown.
-// The text must name `where` (a path), so that a failure says where it failed.
+// `call` must throw Error (not a sibling) whose text names `where`; gives its
+// platform number, 0 when nothing or something else was thrown.
 template <typename Error, typename Call>
 std::uint32_t ExpectToolkitError(Call&& call, const std::string& where) {
   try {
     call();
   } catch (const Error& error) {
-    EXPECT_NE(std::string(error.what()).find(where), std::string::npos)
-        << "the text does not name " << where << ": " << error.what();
+    EXPECT_NE(std::string(error.what()).find(where), std::string::npos) << where << ": " << error.what();
     EXPECT_NE(error.native(), 0u) << error.what();
     return error.native();
   } catch (const std::exception& other) {

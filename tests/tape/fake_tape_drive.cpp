@@ -6,15 +6,10 @@ namespace {
 
 constexpr const char kSourceFile[] = "tests/tape/fake_tape_drive";
 
-// The failure a platform drive reports for a medium error (CRC, code 23).
+// What a platform drive reports for a medium error.
 FNXError DriveFailure(const char* what) { return FNXError(what, 23, 12, kSourceFile, 0); }
 
 }  // namespace
-
-void FakeTapeDrive::Insert(std::shared_ptr<FakeCartridge> cartridge) {
-  m_cartridge = std::move(cartridge);
-  m_position = 0;
-}
 
 FakeCartridge& FakeTapeDrive::Require() {
   if (!m_cartridge) throw no_tape_in_drive_error(kSourceFile, __LINE__);
@@ -22,40 +17,14 @@ FakeCartridge& FakeTapeDrive::Require() {
   return *m_cartridge;
 }
 
-void FakeTapeDev::PrepareNewTape() {
-  // The old volume goes only as the new label is written over block 0.
-  m_drive.Require();
-  m_drive.m_position = 0;
-}
-
-void FakeTapeDev::LoadTape() {
-  m_drive.Require();
-  m_drive.m_position = 0;
-}
-
-void FakeTapeDev::UnloadTape() { m_drive.Insert(nullptr); }
-
-void FakeTapeDev::CloseHandle() {
-  m_drive.m_open = false;
-  ++m_drive.closes;
-}
-
-int FakeTapeDev::GetHandle() { return m_drive.m_open ? 1 : 0; }
-
 void FakeTapeDev::TapeDriveFeaturesCheck() {
   m_drive.Require();
   if (m_drive.lacks_features) throw tape_features_support_error(kSourceFile, __LINE__);
 }
 
 void FakeTapeDev::GotoPosition(const CFnx_Dal_Tape_Position& position) {
-  const FakeCartridge& cartridge = m_drive.Require();
-  // A drive cannot be placed behind its recorded data.
-  if (position.offset_low() > cartridge.blocks.size()) throw end_of_tape_error(kSourceFile, __LINE__);
+  if (position.offset_low() > m_drive.Require().blocks.size()) throw end_of_tape_error(kSourceFile, __LINE__);
   m_drive.m_position = position.offset_low();
-}
-
-void FakeTapeDev::GotoEndOfData(const CFnx_Dal_Tape_Position& /*position*/) {
-  m_drive.m_position = static_cast<std::uint32_t>(m_drive.Require().blocks.size());
 }
 
 void FakeTapeDev::GetCurrentPosition(CFnx_Dal_Tape_Position& position) {
@@ -64,16 +33,8 @@ void FakeTapeDev::GetCurrentPosition(CFnx_Dal_Tape_Position& position) {
   position = CFnx_Dal_Tape_Position(1, m_drive.m_position, 0);
 }
 
-void FakeTapeDev::GetBlockSize(unsigned long long& block_size) {
-  m_drive.m_open = true;
-  block_size = m_drive.m_block_size;
-}
-
-bool FakeTapeDev::Verify_Tape_Not_WriteProtected() { return !m_drive.Require().write_protected; }
-
 void FakeTapeDev::ReadBlocks(char* buffer, unsigned long long count) {
   const FakeCartridge& cartridge = m_drive.Require();
-  m_drive.m_io.push_back({'R', m_drive.m_position, count});
   for (unsigned long long i = 0; i < count; ++i) {
     if (m_drive.m_position >= cartridge.blocks.size()) throw end_of_tape_error(kSourceFile, __LINE__);
     if (cartridge.unreadable.count(m_drive.m_position)) throw DriveFailure("ReadBlocks");
@@ -86,31 +47,25 @@ void FakeTapeDev::WriteBlocks(char* buffer, unsigned long long count, unsigned l
   FakeCartridge& cartridge = m_drive.Require();
   written = 0;
   if (cartridge.write_protected) throw FNXError("WriteBlocks: write protected", 19, 12, kSourceFile, __LINE__);
-  m_drive.m_io.push_back({'W', m_drive.m_position, count});
-  for (unsigned long long i = 0; i < count; ++i) {
+  for (; written < count; ++written) {
     if (m_drive.m_position >= cartridge.end_of_medium) throw end_of_tape_error(kSourceFile, __LINE__);
-    // Writing at a block makes everything behind it unreadable, as on tape.
-    cartridge.blocks.resize(m_drive.m_position);
-    cartridge.blocks.emplace_back(buffer + i * m_drive.m_block_size, m_drive.m_block_size);
-    ++m_drive.m_position;
-    ++written;
+    // A write makes everything behind it unreadable, as on tape.
+    cartridge.blocks.resize(m_drive.m_position++);
+    cartridge.blocks.emplace_back(buffer + written * m_drive.m_block_size, m_drive.m_block_size);
   }
 }
-
-void FakeTapeDev::Verify_Tape_In_Drive() { m_drive.Require(); }
 
 std::shared_ptr<FakeCartridge> LabelledCartridge(const std::string& volume_name, std::uint32_t block_size) {
   tape_volume_label label;
   label.set(volume_name, "DAS_OTHER", "2020.01.02", "03.04.05");
   auto cartridge = std::make_shared<FakeCartridge>();
-  std::string block(label.bytes(), kTapeLabelSize);
-  block.resize(block_size, ' ');
-  cartridge->blocks.push_back(block);
+  cartridge->blocks.emplace_back(label.bytes(), kTapeLabelSize);
+  cartridge->blocks[0].resize(block_size, ' ');
   return cartridge;
 }
 
 std::shared_ptr<FakeCartridge> ForeignDataCartridge(std::uint32_t block_size) {
   auto cartridge = std::make_shared<FakeCartridge>();
-  for (int i = 0; i < 3; ++i) cartridge->blocks.emplace_back(block_size, static_cast<char>('a' + i));
+  for (char fill : {'a', 'b', 'c'}) cartridge->blocks.emplace_back(block_size, fill);
   return cartridge;
 }

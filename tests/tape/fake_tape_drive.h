@@ -1,16 +1,8 @@
 #pragma once
-// An in-memory tape drive for the tape logic's tests, and the device that
-// drives it through the fourteen operations.
-//
-// A cartridge is a vector of blocks; the drive holds at most one and a
-// position in it, and outlives the short-lived device objects as a real drive
-// does. Faults are scripted on the cartridge (write protection, end of medium
-// at block N, unreadable blocks) or on the drive (no position, missing
-// features).
-//
-// Thread safety: none of its own. The operator thread changes cartridges only
-// while the device's thread waits in the operator table, whose locks order
-// the two.
+// An in-memory tape drive and the device that drives it. A cartridge is a
+// vector of blocks; the drive outlives the short-lived device objects as a
+// real drive does. The operator thread changes cartridges only while the
+// device waits in the operator table, whose locks order the two.
 #include <cstdint>
 #include <memory>
 #include <set>
@@ -20,49 +12,37 @@
 #include "dal_tape_dev.h"
 
 struct FakeCartridge {
-  std::vector<std::string> blocks;                  // the recorded data, each block B bytes
+  std::vector<std::string> blocks;
   bool write_protected = false;
-  std::uint32_t end_of_medium = 0xFFFFFFFFu;        // a write at this block or behind fails
-  std::set<std::uint32_t> unreadable;               // reads of these blocks fail
-};
-
-// A block-level record of one drive call, for tests that look at the I/O.
-struct FakeIo {
-  char kind;             // 'R' read, 'W' write
-  std::uint32_t block;   // first block
-  std::uint64_t count;   // blocks asked for
+  std::uint32_t end_of_medium = 0xFFFFFFFFu;  // a write at this block or behind fails
+  std::set<std::uint32_t> unreadable;
 };
 
 class FakeTapeDrive {
  public:
   explicit FakeTapeDrive(std::uint32_t block_size) : m_block_size(block_size) {}
 
-  // Puts a cartridge in, standing at block 0; null leaves the drive empty.
-  void Insert(std::shared_ptr<FakeCartridge> cartridge);
+  // Puts a cartridge in at block 0; null leaves the drive empty.
+  void Insert(std::shared_ptr<FakeCartridge> cartridge) {
+    m_cartridge = std::move(cartridge);
+    m_position = 0;
+  }
   std::shared_ptr<FakeCartridge> Loaded() const { return m_cartridge; }
-
-  std::uint32_t block_size() const { return m_block_size; }
-  // What the drive reports from now on, as after a change of medium or mode.
   void set_block_size(std::uint32_t block_size) { m_block_size = block_size; }
   std::uint32_t position() const { return m_position; }
-  const std::vector<FakeIo>& io() const { return m_io; }
-  void ClearIo() { m_io.clear(); }
 
-  // Faults of the drive itself.
   bool lacks_features = false;
-  bool position_fails = false;  // GetCurrentPosition raises a drive failure
-  int closes = 0;               // CloseHandle calls
+  bool position_fails = false;  // how a tape of another format shows itself
+  int closes = 0;
 
  private:
   friend class FakeTapeDev;
-
-  FakeCartridge& Require();  // no_tape_in_drive_error without a cartridge
+  FakeCartridge& Require();
 
   std::uint32_t m_block_size;
   std::shared_ptr<FakeCartridge> m_cartridge;
   std::uint32_t m_position = 0;
   bool m_open = false;
-  std::vector<FakeIo> m_io;
 };
 
 class FakeTapeDev final : public CFnx_Dal_TapeDev {
@@ -70,27 +50,37 @@ class FakeTapeDev final : public CFnx_Dal_TapeDev {
   FakeTapeDev(CFnx_Dal_ConfigurationTape& config, FakeTapeDrive& drive) : CFnx_Dal_TapeDev(config), m_drive(drive) {}
 
   void GotoPosition(const CFnx_Dal_Tape_Position& position) override;
-  void GotoEndOfData(const CFnx_Dal_Tape_Position& position) override;
+  void GotoEndOfData(const CFnx_Dal_Tape_Position&) override {
+    m_drive.m_position = static_cast<std::uint32_t>(m_drive.Require().blocks.size());
+  }
   void GetCurrentPosition(CFnx_Dal_Tape_Position& position) override;
-  void GetBlockSize(unsigned long long& block_size) override;
-  bool Verify_Tape_Not_WriteProtected() override;
+  void GetBlockSize(unsigned long long& block_size) override {
+    m_drive.m_open = true;
+    block_size = m_drive.m_block_size;
+  }
+  bool Verify_Tape_Not_WriteProtected() override { return !m_drive.Require().write_protected; }
 
  protected:
-  void PrepareNewTape() override;
-  void LoadTape() override;
-  void UnloadTape() override;
-  void CloseHandle() override;
-  int GetHandle() override;
+  void PrepareNewTape() override { LoadTape(); }
+  void LoadTape() override {
+    m_drive.Require();
+    m_drive.m_position = 0;
+  }
+  void UnloadTape() override { m_drive.Insert(nullptr); }
+  void CloseHandle() override {
+    m_drive.m_open = false;
+    ++m_drive.closes;
+  }
+  int GetHandle() override { return m_drive.m_open ? 1 : 0; }
   void TapeDriveFeaturesCheck() override;
   void ReadBlocks(char* buffer, unsigned long long count) override;
   void WriteBlocks(char* buffer, unsigned long long count, unsigned long long& written) override;
-  void Verify_Tape_In_Drive() override;
+  void Verify_Tape_In_Drive() override { m_drive.Require(); }
 
  private:
   FakeTapeDrive& m_drive;
 };
 
-// Block 0 of a cartridge labelled as a volume of this format would be.
-std::shared_ptr<FakeCartridge> LabelledCartridge(const std::string& volume_name, std::uint32_t block_size);
-// A cartridge whose block 0 holds data of some other kind.
-std::shared_ptr<FakeCartridge> ForeignDataCartridge(std::uint32_t block_size);
+std::shared_ptr<FakeCartridge> LabelledCartridge(const std::string& volume_name, std::uint32_t block_size = 512);
+// Block 0 holds data of some other kind.
+std::shared_ptr<FakeCartridge> ForeignDataCartridge(std::uint32_t block_size = 512);

@@ -6,15 +6,13 @@
 
 #include "fnx_log.h"
 
-using namespace std::chrono_literals;
-
 const std::vector<std::string> kRetryCancel = {"Retry", "Cancel"};
 const std::string kUse = "Use. Tape will be erased. All data will be LOST!";
 const std::vector<std::string> kRetryCancelUse = {"Retry", "Cancel", kUse};
 
 namespace {
 
-constexpr auto kQuestionWait = 30s;  // a safety bound, not a measurement
+constexpr auto kQuestionWait = std::chrono::seconds(30);  // a safety bound, not a measurement
 
 void CountQuestion(int /*severity*/, const char* component, const char* text, void* context) {
   static const char kPrefix[] = "Backup request: ";
@@ -24,20 +22,10 @@ void CountQuestion(int /*severity*/, const char* component, const char* text, vo
   }
 }
 
-CFnx_Dal_OperatorItemInfo FindItem(CFnx_Dal_Operator& table, const CFnx_Dal_OperatorItemID& id) {
-  std::list<CFnx_Dal_OperatorItemInfo> items;
-  table.ListItems(items);
-  for (const auto& item : items) {
-    if (item.getType() == id.getType() && item.getName() == id.getName()) return item;
-  }
-  return CFnx_Dal_OperatorItemInfo(id);
-}
-
 std::uint32_t IndexOf(const std::vector<std::string>& options, const std::string& answer) {
-  for (std::size_t i = 0; i < options.size(); ++i) {
-    if (options[i] == answer) return static_cast<std::uint32_t>(i);
-  }
-  return static_cast<std::uint32_t>(options.size() + 3);  // names no option
+  std::size_t i = 0;
+  while (i < options.size() && options[i] != answer) ++i;
+  return static_cast<std::uint32_t>(i == options.size() ? i + 3 : i);
 }
 
 }  // namespace
@@ -47,8 +35,6 @@ ScriptedOperator::ScriptedOperator(const CFnx_Dal_OperatorItemID& id, std::vecto
   Fnx_SetLogSink(5, &CountQuestion, &m_asked);
   m_thread = std::thread([this] { Run(); });
 }
-
-ScriptedOperator::~ScriptedOperator() { Finish(); }
 
 std::vector<std::string> ScriptedOperator::Finish() {
   m_stop = true;
@@ -62,42 +48,41 @@ std::vector<std::string> ScriptedOperator::Finish() {
 void ScriptedOperator::Run() {
   CFnx_Dal_Operator& table = CFnx_Dal_OperatorSingelton::Get();
   std::size_t handled = 0;
-  bool off_script = false;
   auto deadline = std::chrono::steady_clock::now() + kQuestionWait;
+  bool overdue = false;  // then every later question is off the script
   for (;;) {
-    const bool pending = m_asked.load() > static_cast<int>(handled) && table.IsWaitingOperatorResponce(m_id);
-    if (!pending) {
+    if (m_asked.load() <= static_cast<int>(handled) || !table.IsWaitingOperatorResponce(m_id)) {
       if (m_stop) break;
-      if (!off_script && handled < m_steps.size() && std::chrono::steady_clock::now() > deadline) {
-        m_errors.push_back("question " + std::to_string(handled + 1) + " was not asked: " + m_steps[handled].question);
-        off_script = true;
-      }
-      std::this_thread::sleep_for(100us);
+      overdue = overdue || (handled < m_steps.size() && std::chrono::steady_clock::now() > deadline);
+      std::this_thread::sleep_for(std::chrono::microseconds(100));
       continue;
     }
-    CFnx_Dal_OperatorItemInfo item = FindItem(table, m_id);
+    std::list<CFnx_Dal_OperatorItemInfo> items;
+    table.ListItems(items);
+    CFnx_Dal_OperatorItemInfo item(m_id);
+    for (const auto& listed : items) {
+      if (listed.getType() == m_id.getType() && listed.getName() == m_id.getName()) item = listed;
+    }
     const std::vector<std::string> options(item.getOptions().begin(), item.getOptions().end());
-    m_questions.push_back(item.getText());
-    std::uint32_t answer = 0;
-    if (!off_script && handled < m_steps.size()) {
+    const std::string number = "question " + std::to_string(handled + 1);
+    std::string answer = "Cancel";
+    if (!overdue && handled < m_steps.size()) {
       const OperatorStep& step = m_steps[handled];
       if (item.getText() != step.question) {
-        m_errors.push_back("question " + std::to_string(handled + 1) + " was \"" + item.getText() +
-                           "\", expected \"" + step.question + "\"");
+        m_errors.push_back(number + " was \"" + item.getText() + "\", expected \"" + step.question + "\"");
       }
-      if (options != step.options) m_errors.push_back("question " + std::to_string(handled + 1) + ": other options");
+      if (options != step.options) m_errors.push_back(number + ": other options");
       if (step.action) step.action();
-      answer = IndexOf(options, step.answer);
+      answer = step.answer;
     } else {
-      m_errors.push_back("unexpected question: " + item.getText());
-      answer = IndexOf(options, "Cancel");
+      m_errors.push_back("unexpected " + number + ": " + item.getText());
     }
     ++handled;
-    table.SetOperatorResponce(m_id, answer);
+    table.SetOperatorResponce(m_id, IndexOf(options, answer));
     deadline = std::chrono::steady_clock::now() + kQuestionWait;
   }
-  if (!off_script && handled < m_steps.size()) {
+  if (handled < m_steps.size()) {
     m_errors.push_back("only " + std::to_string(handled) + " of " + std::to_string(m_steps.size()) +
-                       " questions were asked");
+                       " questions were asked; next: " + m_steps[handled].question);
   }
 }

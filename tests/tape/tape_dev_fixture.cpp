@@ -4,11 +4,11 @@
 #include <chrono>
 #include <thread>
 
-TapeDevTest::TapeDevTest(std::uint32_t block_size) : m_drive(block_size) {
+TapeDevTest::TapeDevTest() {
   m_drive.Insert(m_cartridge);
   CFnx_Dal_ConfigValues values;
   values.m_type = 7;
-  // One key per test: the operator table is process-wide.
+  // One operator key per test: the operator table is process-wide.
   values.m_name = ::testing::UnitTest::GetInstance()->current_test_info()->name();
   values.m_dasName = "DAS_TEST";
   values.m_volumeName = "VOL_A";
@@ -20,11 +20,6 @@ CFnx_Dal_ConfigValues TapeDevTest::Values() {
   CFnx_Dal_ConfigValues values;
   m_config.GetValues(values);
   return values;
-}
-
-CFnx_Dal_OperatorItemID TapeDevTest::OperatorId() {
-  const CFnx_Dal_ConfigValues values = Values();
-  return CFnx_Dal_OperatorItemID(values.m_type, values.m_name, values.m_dasName);
 }
 
 void TapeDevTest::StartRunOnNewVolume() {
@@ -46,9 +41,7 @@ std::string TapeDevTest::WriteFile(const std::string& content, std::size_t chunk
       const auto piece = static_cast<std::uint32_t>(std::min(chunk, content.size() - done));
       std::string bytes = content.substr(done, piece);
       std::uint32_t written = 0;
-      const bool ok = device.FileWrite(bytes.data(), piece, written);
-      EXPECT_TRUE(ok);
-      if (!ok) return std::string();
+      if (!device.FileWrite(bytes.data(), piece, written)) return "FileWrite refused";
       given_up = written != piece;
       done += written;
     }
@@ -68,14 +61,32 @@ std::string TapeDevTest::RestoreFile(const std::string& location_text, std::size
   device.ReadStart(location);
   std::string restored;
   std::string piece(chunk, '\0');
-  for (;;) {
-    std::uint32_t read = 0;
+  for (std::uint32_t read = static_cast<std::uint32_t>(chunk); read == chunk;) {
     device.ReadRead(piece.data(), static_cast<std::uint32_t>(chunk), read);
     restored.append(piece.data(), read);
-    if (read < chunk) break;
   }
   device.ReadEnd();
   return restored;
+}
+
+std::function<void()> TapeDevTest::InsertNewVolume(std::shared_ptr<FakeCartridge> next) {
+  return [this, next, stamp = VolumeId().substr(16)] {
+    CFnx_Dal_ConfigurationTape clock;
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    while (clock.GetCurDateFormat() + "/" + clock.GetCurTimeFormat() == stamp &&
+           std::chrono::steady_clock::now() < limit) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    m_drive.Insert(next);
+  };
+}
+
+std::string IdOf(const std::shared_ptr<FakeCartridge>& cartridge) {
+  return cartridge->blocks.at(0).substr(kTapeVolumeIdOffset, kTapeVolumeIdSize);
+}
+
+std::string RestoreQuestion(const std::string& wanted, const std::string& found) {
+  return "Restore: please insert tape with label=(" + wanted + ").\n Label on current tape=(" + found + ")";
 }
 
 std::string Content(std::size_t size, unsigned seed) {
@@ -94,14 +105,4 @@ std::string Content(std::size_t size, unsigned seed) {
   return ::testing::AssertionFailure() << actual.size() << " bytes where " << expected.size()
                                        << " were expected; first difference at byte "
                                        << (parted.first - actual.begin());
-}
-
-void WaitForNewLabelTime(const std::string& volume_id) {
-  CFnx_Dal_ConfigurationTape clock;
-  const std::string stamp = volume_id.substr(16);  // date, "/", time
-  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-  while (clock.GetCurDateFormat() + "/" + clock.GetCurTimeFormat() == stamp &&
-         std::chrono::steady_clock::now() < limit) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
 }

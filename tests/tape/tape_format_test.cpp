@@ -1,11 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstring>
-#include <sstream>
 #include <stdexcept>
 #include <string>
-#include <vector>
 
 #include "dal_tape_format.h"
 
@@ -25,10 +22,6 @@ std::string Bytes(const Record& record) {
   return std::string(record.bytes(), sizeof record);
 }
 
-std::string Field(const std::string& block, std::size_t offset, std::size_t width) {
-  return block.substr(offset, width);
-}
-
 tape_volume_label Labelled(const std::string& volume_name, const std::string& das_name) {
   tape_volume_label label;
   label.set(volume_name, das_name, kDate, kTime);
@@ -38,54 +31,7 @@ tape_volume_label Labelled(const std::string& volume_name, const std::string& da
 const std::string kVolumeId = Pad("MM_VOL1", 16) + kDate + "/" + kTime;
 const std::string kVolumeInfo = tape_volume_info_from_label(Labelled("MM_VOL1", "DAS_DAS_350"));
 
-// A tape as the format lays it out: one string of B bytes per block. Bytes a
-// writer leaves undefined hold 0xEE.
-struct Tape {
-  std::uint32_t block_size;
-  std::vector<std::string> blocks;
-
-  std::uint32_t Next() const { return static_cast<std::uint32_t>(blocks.size()); }
-  void Write(const char* data, std::size_t length, std::uint32_t count) {
-    for (std::size_t offset = 0; count-- > 0; offset += block_size) {
-      std::string block(data + std::min(offset, length), data + std::min(offset + block_size, length));
-      block.resize(block_size, '\xEE');
-      blocks.push_back(block);
-    }
-  }
-};
-
-// Writes one file behind the last block: start label, records, end label.
-CFnx_Dal_Tape_Location WriteFile(Tape& tape, const std::string& content) {
-  tape_file_label label;
-  label.set_start(kDate, kTime, CFnx_Dal_Tape_Position(1, tape.Next(), 0), kVolumeInfo);
-  label.set_file_seq_num(1);
-  tape.Write(label.bytes(), kTapeLabelSize, 1);
-  std::vector<char> record(kTapeRecordSize);
-  for (std::size_t done = 0; done < content.size();) {
-    const std::size_t chunk = std::min<std::size_t>(kTapeRecordData, content.size() - done);
-    const auto length = static_cast<std::uint32_t>(kTapeRecordHeader + chunk);
-    tape_put_record_length(record.data(), length);
-    std::memcpy(record.data() + kTapeRecordHeader, content.data() + done, chunk);
-    tape.Write(record.data(), length, tape_record_blocks(length, tape.block_size));
-    done += chunk;
-  }
-  label.set_end(CFnx_Dal_Tape_Position(1, tape.Next(), 0), static_cast<std::int64_t>(content.size()));
-  tape.Write(label.bytes(), kTapeLabelSize, 1);
-  CFnx_Dal_Tape_Location location;
-  location.set_from_end_label(label.basic, "cfg");
-  return location;
-}
-
-std::string Content(std::size_t size) {
-  std::string content(size, '\0');
-  for (std::size_t i = 0; i < size; ++i) content[i] = static_cast<char>(i * 7 + 3);
-  return content;
-}
-
 }  // namespace
-
-// ---------------------------------------------------------------------------
-// Labels, byte for byte.
 
 TEST(TapeVolumeLabel, NamesAreCutOrBlankFilledAtTheirOffsets) {
   struct Case {
@@ -117,20 +63,16 @@ TEST(TapeFileLabel, StartAndEndLabelsHoldTheirFieldsByteForByte) {
   EXPECT_FALSE(tape_is_volume_label(label.bytes()));
 }
 
-TEST(TapeFileLabel, LargeNumbersKeepTheirFirstDigits) {
-  tape_file_label label;
-  label.set_start(kDate, kTime, CFnx_Dal_Tape_Position(), kVolumeInfo);
-  label.set_file_seq_num(1234567);
-  EXPECT_EQ(std::string(label.basic.file_seq_num, 6), "123456");
-  label.set_end(CFnx_Dal_Tape_Position(), kTapeMaxFileBytes);
-  EXPECT_EQ(std::string(label.basic.m_file_length, 16), "0000002147483647");
-}
-
-TEST(TapeFileLabel, AShortVolumeInfoGivesBlanksNotAnOverread) {
+TEST(TapeFileLabel, LargeNumbersKeepTheirFirstDigitsAndAShortVolumeInfoGivesBlanks) {
   tape_file_label label;
   label.set_start(kDate, kTime, CFnx_Dal_Tape_Position(), kVolumeInfo.substr(0, 90));
-  EXPECT_EQ(std::string(reinterpret_cast<const char*>(&label.basic.m_vol_id), 35), Pad("MM_VOL1", 35));
-  EXPECT_EQ(Field(Bytes(label), 138, 60), Pad("DAS_DAS_350", 60));
+  label.set_file_seq_num(1234567);
+  label.set_end(CFnx_Dal_Tape_Position(), kTapeMaxFileBytes);
+  const std::string bytes = Bytes(label);
+  EXPECT_EQ(bytes.substr(0, 6), "123456");
+  EXPECT_EQ(bytes.substr(103, 35), Pad("MM_VOL1", 35));
+  EXPECT_EQ(bytes.substr(138, 60), Pad("DAS_DAS_350", 60));
+  EXPECT_EQ(bytes.substr(198, 16), "0000002147483647");
 }
 
 TEST(TapeLabels, RecognisedByTheTenProductBytesAlone) {
@@ -148,46 +90,7 @@ TEST(TapeLabels, RecognisedByTheTenProductBytesAlone) {
   EXPECT_TRUE(tape_is_end_label(block.data()));
 }
 
-TEST(TapeFileLabelBasic, PrintsEveryFieldInFullWidth) {
-  tape_file_label label;
-  label.set_start(kDate, kTime, CFnx_Dal_Tape_Position(2, 5, 0), kVolumeInfo);
-  label.set_file_seq_num(3);
-  label.set_end(CFnx_Dal_Tape_Position(2, 9, 0), 700);
-  tape_file_label_basic basic;
-  basic = label.basic;
-  std::ostringstream out;
-  out << basic;
-  EXPECT_EQ(out.str(),
-            "\ntape_file_label_basic={-----------------------------------------------------------------\n"
-            "file_seq_num=\t\t(000003)\n"
-            "product_name=\t\t(FOLIANTIX )\n"
-            "product_ver=\t\t(3.5.00      )\n"
-            "creation_date=\t\t(2021.07.15)\n"
-            "creation_time=\t\t(14.23.59)\n"
-            "BLKSIZE=\t\t(065536)\n"
-            "partition_number=\t(0000000002)\n"
-            "start_Offset_low=\t(0000000005)\n"
-            "start_Offset_High=\t(0000000000)\n"
-            "end_Offset_low=\t\t(0000000009)\n"
-            "end_Offset_High=\t(0000000000)\n"
-            "m_vol_id.volume_name=\t(MM_VOL1         )\n"
-            "m_vol_id.creation_date=\t(2021.07.15)\n"
-            "m_vol_id.creation_time=\t(14.23.59)\n"
-            "das_name=\t\t(" + Pad("DAS_DAS_350", 60) + ")\n"
-            "m_file_length=\t\t(0000000000000700)\n"
-            "-----------------------------------------------------------------} tape_file_label_basic\n\n");
-  EXPECT_EQ(Bytes(tape_file_label_basic()), std::string(224, ' '));
-}
-
-// ---------------------------------------------------------------------------
-// Fields.
-
-TEST(TapeFields, WidthFormatPutAndGet) {
-  char format[16];
-  for (const auto& [width, expected] : {std::pair{6, "%06.6d"}, {8, "%08.8d"}, {10, "%010.10d"}, {16, "%016.16d"}}) {
-    tape_width_format(format, width);
-    EXPECT_STREQ(format, expected);
-  }
+TEST(TapeFields, PutAndGetNumbers) {
   char field[12];
   std::memset(field, 'x', sizeof field);
   tape_put_number(field, 10, 42);
@@ -197,8 +100,7 @@ TEST(TapeFields, WidthFormatPutAndGet) {
     const char* text;
     std::size_t width;
     std::int32_t value;
-  } cases[] = {{"0000000100", 10, 100}, {" 000000000", 10, 0}, {"00000017", 8, 17}, {"12ab", 4, 12},
-               {"1234", 2, 12},  {"-000000040", 10, -40},  {"abc", 3, 0},       {"4294967297", 10, 1}};
+  } cases[] = {{"0000000100", 10, 100}, {" 000000000", 10, 0}, {"00000017", 8, 17}, {"1234", 2, 12}};
   for (const Case& c : cases) EXPECT_EQ(tape_get_number(c.text, c.width), c.value) << c.text;
 }
 
@@ -210,19 +112,6 @@ TEST(TapeFields, TrimKeepsOneCharacterAndBlankPassFillsNuls) {
   std::string text("a\0b\0\0", 5);
   tape_blank_pass(text.data(), 4);
   EXPECT_EQ(text, std::string("a b \0", 5));
-}
-
-// ---------------------------------------------------------------------------
-// Positions and data records.
-
-TEST(TapePosition, DefaultsToPartitionOneAndSetKeepsIt) {
-  CFnx_Dal_Tape_Position position;
-  position.set(0, 0);
-  EXPECT_EQ(position.partition(), 1u);
-  const CFnx_Dal_Tape_Position given(3, 4, 5);
-  EXPECT_EQ(given.partition(), 3u);
-  EXPECT_EQ(given.offset_low(), 4u);
-  EXPECT_EQ(given.offset_high(), 5u);
 }
 
 TEST(TapePosition, GetOffsetIsTheLabelBlockMinusTheLowWord) {
@@ -240,7 +129,7 @@ TEST(TapePosition, GetOffsetIsTheLabelBlockMinusTheLowWord) {
   }
 }
 
-TEST(TapeRecord, LengthWordIsLittleEndianAndBlocksFollowTheLength) {
+TEST(TapeRecord, LengthWordIsLittleEndianAndTheBlocksFollowTheLength) {
   char word[4];
   tape_put_record_length(word, 704);
   EXPECT_EQ(std::string(word, 4), std::string("\xC0\x02\x00\x00", 4));
@@ -256,56 +145,7 @@ TEST(TapeRecord, LengthWordIsLittleEndianAndBlocksFollowTheLength) {
     EXPECT_EQ(tape_record_blocks(c.length, c.block_size), c.blocks) << c.length << "/" << c.block_size;
     EXPECT_EQ(tape_record_blocks_to_read(c.length, c.block_size), c.read) << c.length << "/" << c.block_size;
   }
-  for (const auto& [length, valid] : {std::pair{4u, false}, {5u, true}, {65532u, true}, {65533u, false}}) {
-    EXPECT_EQ(tape_record_length_valid(length), valid) << length;
-  }
-  for (const auto& [size, valid] :
-       {std::pair{0ull, false}, {256ull, false}, {512ull, true}, {3000ull, false}, {65536ull, true}, {131072ull, false}}) {
-    EXPECT_EQ(tape_block_size_valid(size), valid) << size;
-  }
 }
-
-TEST(TapeLayout, A700ByteFileWithBlockSize512) {
-  Tape tape{512, {}};
-  tape.Write(Labelled("MM_VOL1", "DAS_DAS_350").bytes(), kTapeLabelSize, 1);
-  const std::string content = Content(700);
-  const CFnx_Dal_Tape_Location location = WriteFile(tape, content);
-
-  ASSERT_EQ(tape.Next(), 5u);  // the next start label goes to block 5
-  EXPECT_EQ(tape_get_record_length(tape.blocks[2].data()), 704u);
-  EXPECT_EQ(tape.blocks[2].substr(4) + tape.blocks[3].substr(0, 192), content);
-  EXPECT_TRUE(tape_is_end_label(tape.blocks[4].data()));
-  EXPECT_EQ(Field(tape.blocks[4], 83, 10), "0000000004");
-  EXPECT_EQ(Field(tape.blocks[4], 198, 16), "0000000000000700");
-
-  std::string location_string;
-  location.put_to_string(location_string);
-  ASSERT_EQ(location_string.size(), kTapeLocationSize);
-  EXPECT_EQ(location_string.substr(254, 10), "0000000001");  // start label
-  EXPECT_EQ(location_string.substr(274, 10), "0000000004");  // end label
-  EXPECT_EQ(location_string.substr(294), "0000000000000700");
-}
-
-TEST(TapeLayout, A700ByteFileBehindAFullRecord) {
-  Tape tape{512, {}};
-  tape.Write(Labelled("MM_VOL1", "DAS_DAS_350").bytes(), kTapeLabelSize, 1);
-  const std::string content = Content(kTapeRecordData + 700);
-  const CFnx_Dal_Tape_Location location = WriteFile(tape, content);
-
-  ASSERT_EQ(tape.Next(), 2u + 128u + 2u + 1u);
-  EXPECT_EQ(tape_get_record_length(tape.blocks[2].data()), kTapeRecordLimit);
-  EXPECT_EQ(tape_get_record_length(tape.blocks[130].data()), 704u);
-  EXPECT_TRUE(tape_is_end_label(tape.blocks[132].data()));
-  std::string record;
-  for (std::uint32_t b = 2; b < 132; ++b) record += tape.blocks[b];
-  EXPECT_EQ(record.substr(4, kTapeRecordData) + record.substr(65536 + 4, 700), content);
-  std::string location_string;
-  location.put_to_string(location_string);
-  EXPECT_EQ(location_string.substr(274, 10), "0000000132");
-}
-
-// ---------------------------------------------------------------------------
-// Location strings.
 
 TEST(TapeLocation, BuiltFromTheEndLabelAndRoundTrips) {
   tape_file_label label;
@@ -366,9 +206,6 @@ TEST(TapeLocation, ShortStringsFailWithOutOfRange) {
   EXPECT_EQ(std::string(label.m_file_length, 16), std::string(6, '7') + std::string(10, '\0'));
 }
 
-// ---------------------------------------------------------------------------
-// The volume status record and the volume info string.
-
 TEST(TapeVolumeStatus, RefreshCountsAndUsedBlocks) {
   tape_volume_status status;
   EXPECT_EQ(Bytes(status), std::string(512, '0'));
@@ -379,29 +216,20 @@ TEST(TapeVolumeStatus, RefreshCountsAndUsedBlocks) {
   status.set_block_size(512);
   status.set_file_count(12345678);
   status.refresh(CFnx_Dal_Tape_Position(1, 100, 2));
-  EXPECT_EQ(Field(Bytes(status), 35, 44), "000512" "0000000001" "0000000100" "0000000002" "02345678");
+  EXPECT_EQ(Bytes(status).substr(35, 44), "000512" "0000000001" "0000000100" "0000000002" "02345678");
   EXPECT_EQ(status.get_file_count(), 2345678);
   status.note_file_end();
-  EXPECT_EQ(Field(Bytes(status), 79, 50), "0000000002" + std::string(20, '0') + "0000000002" "0000000100");
+  EXPECT_EQ(Bytes(status).substr(79, 50), "0000000002" + std::string(20, '0') + "0000000002" "0000000100");
   EXPECT_DOUBLE_EQ(status.used_blocks(), 20000000100.0);  // high digits, then low
-  EXPECT_DOUBLE_EQ(tape_volume_status().used_blocks(), 0.0);
 }
 
-TEST(TapeVolumeInfo, CarriesTheStatusRecordBehindTheLabelHead) {
+// Pushes carry the status record in the volume info (checked by the device
+// suite); here the edges: no label head yet, and an info too short for an id.
+TEST(TapeVolumeInfo, WithoutALabelHeadTheIdStillComesFromTheStatus) {
   tape_volume_status status;
   status.load(kVolumeInfo);
-  status.set_file_count(17);
-  const std::string info = tape_volume_info_refresh(kVolumeInfo, status);
-  ASSERT_EQ(info.size(), kTapeVolumeInfoSize);
-  EXPECT_EQ(info.substr(0, 82), kVolumeInfo.substr(0, 82));
-  EXPECT_EQ(tape_volume_info_id(info), kVolumeId);
-
-  tape_volume_status reloaded;
-  reloaded.load(info);
-  EXPECT_EQ(reloaded.get_file_count(), 17);
-  EXPECT_EQ(Bytes(reloaded).substr(0, 430), Bytes(status).substr(0, 430));
-
   const std::string from_nothing = tape_volume_info_refresh("", status);
+  ASSERT_EQ(from_nothing.size(), kTapeVolumeInfoSize);
   EXPECT_EQ(from_nothing.substr(0, 82), std::string(82, ' '));
   EXPECT_EQ(tape_volume_info_id(from_nothing), kVolumeId);
   EXPECT_EQ(tape_volume_info_id("short"), "");
