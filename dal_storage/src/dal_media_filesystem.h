@@ -90,6 +90,22 @@ std::int64_t TransferInChunks(std::uint32_t length, Transfer transfer) {
 // the clean-up of every path that leaves with an exception.
 void AbandonFile(Osl_File& file) noexcept;
 
+// The root's lockfile, held (waiting) for the object's lifetime: while a new
+// document is named and created, or a file of a date directory deleted. The
+// open's os_file_toolkit_error goes to the caller; a refused lock raises
+// QRSDAL0514E with context; a file system without locks is taken unlocked.
+class RootLock {
+ public:
+  RootLock(const std::string& root, const char* context);
+  ~RootLock();
+  RootLock(const RootLock&) = delete;
+  RootLock& operator=(const RootLock&) = delete;
+
+ private:
+  std::string m_path;
+  Osl_File m_file;
+};
+
 // Raises QRSDAL0514E for a lock that was refused, with the platform's error
 // number read first when the text carries it.
 [[noreturn]] void ThrowLockRefused(const char* context, const std::string& path, bool withErrorCode, int line);

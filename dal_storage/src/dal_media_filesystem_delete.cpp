@@ -53,18 +53,9 @@ std::int32_t DAFileSystem::Delete() {
 
   // Under the root's lockfile: no new document of this root is named while
   // the file, its count and perhaps its directory go.
-  const std::string lockPath = LockFilePath(root);
-  Osl_File lockFile;
   std::string inWork;
   try {
-    lockFile.open(lockPath, OSL_FILE_CREATE, OSL_ACCESS_READ_WRITE, 0);
-    try {
-      if (!lockFile.add_lock(os_file_lock(1, 0, 0, 0), /*wait=*/true)) {
-        ThrowLockRefused("DAFileSystem::Delete lock: ", lockPath, /*withErrorCode=*/true, __LINE__);
-      }
-    } catch (const os_file_toolkit_error&) {
-      // No locks on this file system: delete unlocked.
-    }
+    RootLock rootLock(root, "DAFileSystem::Delete lock: ");
     inWork = m_location;
     Log("DAFileSystem::Delete remove file with lock: ", m_location);
     Osl_File_System::remove(m_location);
@@ -74,13 +65,8 @@ std::int32_t DAFileSystem::Delete() {
       Osl_Directory::remove(directory);
     }
   } catch (const os_file_toolkit_error& error) {
-    AbandonFile(lockFile);
     DAL_THROW(Message("")["QRSDAL0D08E"] << "DAFileSystem::Delete:" << inWork << error.native(), 3329, 8);
-  } catch (...) {
-    AbandonFile(lockFile);
-    throw;
   }
-  AbandonFile(lockFile);
   return 0;
 }
 

@@ -14,29 +14,20 @@ namespace {
 constexpr const char kSourceFile[] = "dal_storage/src/dal_media_filesystem";
 constexpr int kNewFileFlags = OSL_FILE_CREATE | OSL_FILE_EXCLUSIVE;
 
-// The root's lockfile, held while a new document is named and created.
-class RootLock {
- public:
-  explicit RootLock(const std::string& root) : m_path(DAFileSystem::LockFilePath(root)) {
-    m_file.open(m_path, OSL_FILE_CREATE, OSL_ACCESS_READ_WRITE, 0);
-    try {
-      if (!m_file.add_lock(os_file_lock(1, 0, 0, 0), /*wait=*/true)) {
-        ThrowLockRefused("DAFileSystem:OpenForWriting: ", m_path, true, __LINE__);
-      }
-    } catch (const os_file_toolkit_error&) {
-      // A file system without locks: go on unlocked, as a single writer would.
-    }
-  }
-  ~RootLock() { AbandonFile(m_file); }
-  RootLock(const RootLock&) = delete;
-  RootLock& operator=(const RootLock&) = delete;
-
- private:
-  std::string m_path;
-  Osl_File m_file;
-};
-
 }  // namespace
+
+RootLock::RootLock(const std::string& root, const char* context) : m_path(DAFileSystem::LockFilePath(root)) {
+  m_file.open(m_path, OSL_FILE_CREATE, OSL_ACCESS_READ_WRITE, 0);
+  try {
+    if (!m_file.add_lock(os_file_lock(1, 0, 0, 0), /*wait=*/true)) {
+      ThrowLockRefused(context, m_path, /*withErrorCode=*/true, __LINE__);
+    }
+  } catch (const os_file_toolkit_error&) {
+    // A file system without locks: go on unlocked, as a single writer would.
+  }
+}
+
+RootLock::~RootLock() { AbandonFile(m_file); }
 
 void ThrowLockRefused(const char* context, const std::string& path, bool withErrorCode, int line) {
   const auto error = os_last_error();  // before the message's allocations can change it
@@ -59,7 +50,7 @@ void DAFileSystem::OpenForWriting(CFnx_Dal_Configuration* config, const std::str
   auto* diskConfig = static_cast<CFnx_Dal_ConfigurationFileSystem*>(config);
   const std::string root = diskConfig->Get_Location();
   MakeDirectories(root);
-  RootLock rootLock(root);
+  RootLock rootLock(root, "DAFileSystem:OpenForWriting: ");
   try {
     for (;;) {
       std::string directory;
