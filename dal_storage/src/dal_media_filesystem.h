@@ -53,7 +53,8 @@ class DAFileSystem : public DAMedia {
   void SetPosition(std::int64_t offset, short origin);
   std::int64_t GetPosition();
   void Open();
-  // Takes the document lock without waiting; QRSDAL0514E when refused.
+  // Takes the document lock without waiting; when refused, drops the open
+  // file and raises QRSDAL0514E.
   void LockDocument(const char* context, bool withErrorCode);
   // Drops the locks and closes the file after a failed open; never throws.
   void AbandonOpen() noexcept;

@@ -38,10 +38,18 @@ void ThrowLockRefused(const char* context, const std::string& path, bool withErr
 
 void DAFileSystem::LockDocument(const char* context, bool withErrorCode) {
   m_lock.set_lock(1, 0, 0, 0);
+  bool granted = true;
   try {
-    if (!m_file.add_lock(m_lock, /*wait=*/false)) ThrowLockRefused(context, m_location, withErrorCode, __LINE__);
+    granted = m_file.add_lock(m_lock, /*wait=*/false);
   } catch (const os_file_toolkit_error&) {
     // No locks on this file system: the document is written unlocked.
+  }
+  if (granted) return;
+  try {
+    ThrowLockRefused(context, m_location, withErrorCode, __LINE__);  // reads the error number first
+  } catch (...) {
+    AbandonOpen();
+    throw;
   }
 }
 
@@ -109,15 +117,10 @@ void DAFileSystem::OpenForWriting(const std::string& location, bool create) {
       DAL_THROW(Message("")["QRSDAL0200E"] << "DAFileSystem:OpenForWriting: " << "" << error.native(), 1287, 8);
     }
   }
-  try {
-    LockDocument("DAFileSystem:OpenForWriting: ", /*withErrorCode=*/false);
-    m_size = 0;
-    m_position = 0;
-    if (!create) GetFileSize();  // written from its start
-  } catch (...) {
-    AbandonOpen();
-    throw;
-  }
+  LockDocument("DAFileSystem:OpenForWriting: ", /*withErrorCode=*/false);
+  m_size = 0;
+  m_position = 0;
+  if (!create) GetFileSize();  // written from its start
 }
 
 void DAFileSystem::OpenForUpdate(const std::string& location) {
@@ -133,16 +136,11 @@ void DAFileSystem::OpenForUpdate(const std::string& location) {
   } catch (const os_file_toolkit_error& error) {
     DAL_THROW(Message("")["QRSDAL0200E"] << "DAFileSystem:OpenForUpdate: " << "" << error.native(), 1287, 8);
   }
-  try {
-    LockDocument("DAFileSystem:OpenForUpdate: ", /*withErrorCode=*/false);
-    m_size = 0;
-    m_position = 0;
-    m_position = GetFileSize();
-    SetPosition(m_position, 0);
-  } catch (...) {
-    AbandonOpen();
-    throw;
-  }
+  LockDocument("DAFileSystem:OpenForUpdate: ", /*withErrorCode=*/false);
+  m_size = 0;
+  m_position = 0;
+  m_position = GetFileSize();
+  SetPosition(m_position, 0);
 }
 
 bool DAFileSystem::Write(const char* data, std::uint32_t length, std::uint32_t& written, std::uint32_t& counted,
