@@ -11,16 +11,18 @@
 
 namespace {
 
-constexpr const char kSourceFile[] = "dal_storage/src/dal_tape_dev";
+// "volume=\"NAME, DATE, TIME\"", how questions and the status line name a volume.
+std::string DescribeVolume(const tape_volume_id& id) {
+  return "volume=\"" + tape_trim(id.volume_name, sizeof id.volume_name) + ", " +
+         std::string(id.creation_date, sizeof id.creation_date) + ", " +
+         std::string(id.creation_time, sizeof id.creation_time) + "\"";
+}
 
-// "volume=\"NAME, DATE, TIME\" ", the description of a labelled tape in a question.
+// The description of a labelled tape in a question, from its block 0.
 std::string DescribeVolumeLabel(const char* block) {
   tape_volume_label label;
   std::memcpy(label.bytes(), block, sizeof label);
-  const tape_volume_id& id = label.m_vol_id;
-  return "volume=\"" + tape_trim(id.volume_name, sizeof id.volume_name) + ", " +
-         std::string(id.creation_date, sizeof id.creation_date) + ", " +
-         std::string(id.creation_time, sizeof id.creation_time) + "\" ";
+  return DescribeVolume(label.m_vol_id) + " ";
 }
 
 }  // namespace
@@ -281,14 +283,10 @@ void CFnx_Dal_TapeDev::UpdateConfigValues() {
 }
 
 std::string CFnx_Dal_TapeDev::create_BackupVolumeStatus_string() {
-  const tape_volume_id& id = m_vol_status.m_vol_id;
   char used[64];
   std::snprintf(used, sizeof used, "%.3lf GB",
                 m_vol_status.used_blocks() * static_cast<double>(m_block_size) / 1073741824.0);
-  return "volume=\"" + tape_trim(id.volume_name, sizeof id.volume_name) + ", " +
-         std::string(id.creation_date, sizeof id.creation_date) + ", " +
-         std::string(id.creation_time, sizeof id.creation_time) + "\", used : " + used +
-         ", files: " + std::to_string(m_file_count) + ", last backup: \"" + m_config.GetCurDateFormat() + ", " +
+  return DescribeVolume(m_vol_status.m_vol_id) + ", used : " + used + ", files: " + std::to_string(m_file_count) + ", last backup: \"" + m_config.GetCurDateFormat() + ", " +
          m_config.GetCurTimeFormat() + "\"";
 }
 

@@ -3,6 +3,9 @@
 #include "dal_configuration.h"
 #include "dal_operator.h"
 
+// The source file that the device's errors name, from any of its three sources.
+constexpr const char kSourceFile[] = "dal_storage/src/dal_tape_dev";
+
 // The key of a device in the operator table: type, name and DAS name of its
 // configuration.
 inline CFnx_Dal_OperatorItemID TapeOperatorId(const CFnx_Dal_ConfigValues& values) {

@@ -1,6 +1,5 @@
 // Restoring one file from tape: find the volume and the start label, then
 // deliver the bytes of the data records up to the file's length.
-#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -8,12 +7,6 @@
 #include "dal_tape_dev_internal.h"
 #include "dal_throw.h"
 #include "fnx_log.h"
-
-namespace {
-
-constexpr const char kSourceFile[] = "dal_storage/src/dal_tape_dev";
-
-}  // namespace
 
 bool CFnx_Dal_TapeDev::check_tape_vol_id(const std::string& expected_id, std::string& id_found) {
   m_position.set(0, 0);

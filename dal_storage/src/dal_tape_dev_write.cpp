@@ -10,8 +10,6 @@
 
 namespace {
 
-constexpr const char kSourceFile[] = "dal_storage/src/dal_tape_dev";
-
 constexpr int kAddData = 0;      // add data to the current record
 constexpr int kWriteLabel = 1;   // flush the record, then write data as one block
 constexpr int kFlushRecord = 2;  // flush the record and nothing more
