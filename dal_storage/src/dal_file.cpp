@@ -1,7 +1,5 @@
 #include "dal_file.h"
 
-#include <memory>
-
 #include "dal_media.h"
 #include "dal_throw.h"
 #include "fnx_log.h"
