@@ -356,9 +356,7 @@ void CFnx_Dal_TapeDev::BackupEnd() {
   GetCurrentPosition(m_position);
   values = OwnValues();
   values.m_endBlock = m_position.offset_low();
+  // The caller has this block already: the push of UpdateConfigValues
+  // carried it with the status position.
   SetOwnValues(values);
-  // The next run is made by another device object, which finds the end
-  // block only in the caller's configuration: without this push it would go
-  // on at a stale block, at worst block 0, over the volume label.
-  Push();
 }
