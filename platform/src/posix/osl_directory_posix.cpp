@@ -7,22 +7,14 @@
 #include <unistd.h>
 
 #include "os_file.h"
+#include "os_toolkit_error.h"
 #include "osl_directory.h"
-
-namespace {
-
-os_file_toolkit_error PosixFileError(const char* context, const std::string& path, int error) {
-  return os_file_toolkit_error(std::string(context) + " '" + path + "': " + std::strerror(error),
-                               static_cast<std::uint32_t>(error));
-}
-
-}  // namespace
 
 Osl_Directory::Osl_Directory(const std::string& path, int /*reserved*/) : m_path(path) {}
 
 std::vector<std::string> Osl_Directory::filenames() const {
   DIR* directory = ::opendir(m_path.c_str());
-  if (!directory) throw PosixFileError("list directory", m_path, errno);
+  if (!directory) throw os_file_error("list directory", m_path, errno);
   std::vector<std::string> names{".", ".."};
   errno = 0;
   while (const dirent* entry = ::readdir(directory)) {
@@ -31,7 +23,7 @@ std::vector<std::string> Osl_Directory::filenames() const {
   }
   const int error = errno;
   ::closedir(directory);
-  if (error != 0) throw PosixFileError("list directory", m_path, error);
+  if (error != 0) throw os_file_error("list directory", m_path, error);
   return names;
 }
 
@@ -41,11 +33,11 @@ bool Osl_Directory::exists(const std::string& path) {
 }
 
 void Osl_Directory::create(const std::string& path) {
-  if (::mkdir(path.c_str(), 0777) != 0) throw PosixFileError("create directory", path, errno);
+  if (::mkdir(path.c_str(), 0777) != 0) throw os_file_error("create directory", path, errno);
 }
 
 void Osl_Directory::remove(const std::string& path) {
-  if (::rmdir(path.c_str()) != 0) throw PosixFileError("remove directory", path, errno);
+  if (::rmdir(path.c_str()) != 0) throw os_file_error("remove directory", path, errno);
 }
 
 bool Osl_File_System::exists(const std::string& path) {
@@ -54,7 +46,7 @@ bool Osl_File_System::exists(const std::string& path) {
 }
 
 void Osl_File_System::remove(const std::string& path) {
-  if (::unlink(path.c_str()) != 0) throw PosixFileError("remove", path, errno);
+  if (::unlink(path.c_str()) != 0) throw os_file_error("remove", path, errno);
 }
 
 Osl_IO_Status::Osl_IO_Status(const std::string& path) {

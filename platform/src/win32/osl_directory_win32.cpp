@@ -13,7 +13,7 @@ std::vector<std::string> Osl_Directory::filenames() const {
     const DWORD error = ::GetLastError();
     // The root of a drive lists no "." and "..": an empty one has no entry at all.
     if (error == ERROR_FILE_NOT_FOUND && exists(m_path)) return names;
-    throw Win32FileError("list directory", m_path, error);
+    throw os_file_error("list directory", m_path, error);
   }
   DWORD error = ERROR_SUCCESS;
   do {
@@ -22,7 +22,7 @@ std::vector<std::string> Osl_Directory::filenames() const {
     if (!::FindNextFileA(search, &entry)) error = ::GetLastError();
   } while (error == ERROR_SUCCESS);
   ::FindClose(search);
-  if (error != ERROR_NO_MORE_FILES) throw Win32FileError("list directory", m_path, error);
+  if (error != ERROR_NO_MORE_FILES) throw os_file_error("list directory", m_path, error);
   return names;
 }
 
@@ -33,11 +33,11 @@ bool Osl_Directory::exists(const std::string& path) {
 }
 
 void Osl_Directory::create(const std::string& path) {
-  if (!::CreateDirectoryA(path.c_str(), nullptr)) throw Win32FileError("create directory", path, ::GetLastError());
+  if (!::CreateDirectoryA(path.c_str(), nullptr)) throw os_file_error("create directory", path, ::GetLastError());
 }
 
 void Osl_Directory::remove(const std::string& path) {
-  if (!::RemoveDirectoryA(path.c_str())) throw Win32FileError("remove directory", path, ::GetLastError());
+  if (!::RemoveDirectoryA(path.c_str())) throw os_file_error("remove directory", path, ::GetLastError());
 }
 
 bool Osl_File_System::exists(const std::string& path) {
@@ -45,7 +45,7 @@ bool Osl_File_System::exists(const std::string& path) {
 }
 
 void Osl_File_System::remove(const std::string& path) {
-  if (!::DeleteFileA(path.c_str())) throw Win32FileError("remove", path, ::GetLastError());
+  if (!::DeleteFileA(path.c_str())) throw os_file_error("remove", path, ::GetLastError());
 }
 
 // The mode bits as the C runtime's stat gives them on Windows: read for all,
