@@ -118,7 +118,7 @@ void Osl_File::open(const std::string& path, int flags, int access, unsigned lon
   m_path = path;
   int fd;
   do {
-    fd = ::open(path.c_str(), mode | O_CLOEXEC, 0666);
+    fd = ::open(os_file_path("open", path), mode | O_CLOEXEC, 0666);
   } while (fd < 0 && errno == EINTR);
   if (fd < 0) throw os_file_error("open", path, errno);
   // A directory opens read-only on POSIX (a writing open fails by itself

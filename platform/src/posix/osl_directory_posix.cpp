@@ -13,7 +13,7 @@
 Osl_Directory::Osl_Directory(const std::string& path, int /*reserved*/) : m_path(path) {}
 
 std::vector<std::string> Osl_Directory::filenames() const {
-  DIR* directory = ::opendir(m_path.c_str());
+  DIR* directory = ::opendir(os_file_path("list directory", m_path));
   if (!directory) throw os_file_error("list directory", m_path, errno);
   std::vector<std::string> names{".", ".."};
   errno = 0;
@@ -29,24 +29,24 @@ std::vector<std::string> Osl_Directory::filenames() const {
 
 bool Osl_Directory::exists(const std::string& path) {
   struct stat status{};
-  return !path.empty() && ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+  return os_path_usable(path) && ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
 void Osl_Directory::create(const std::string& path) {
-  if (::mkdir(path.c_str(), 0777) != 0) throw os_file_error("create directory", path, errno);
+  if (::mkdir(os_file_path("create directory", path), 0777) != 0) throw os_file_error("create directory", path, errno);
 }
 
 void Osl_Directory::remove(const std::string& path) {
-  if (::rmdir(path.c_str()) != 0) throw os_file_error("remove directory", path, errno);
+  if (::rmdir(os_file_path("remove directory", path)) != 0) throw os_file_error("remove directory", path, errno);
 }
 
 bool Osl_File_System::exists(const std::string& path) {
   struct stat status{};
-  return !path.empty() && ::lstat(path.c_str(), &status) == 0;
+  return os_path_usable(path) && ::lstat(path.c_str(), &status) == 0;
 }
 
 void Osl_File_System::remove(const std::string& path) {
-  if (::unlink(path.c_str()) != 0) throw os_file_error("remove", path, errno);
+  if (::unlink(os_file_path("remove", path)) != 0) throw os_file_error("remove", path, errno);
 }
 
 Osl_IO_Status::Osl_IO_Status(const std::string& path) {

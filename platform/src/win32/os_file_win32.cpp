@@ -160,7 +160,7 @@ void Osl_File::open(const std::string& path, int flags, int access, unsigned lon
   m_path = path;
   // Others may read, write and delete meanwhile, as on POSIX; the document
   // locks, not sharing modes, keep writers apart.
-  const HANDLE handle = ::CreateFileA(path.c_str(), desired, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+  const HANDLE handle = ::CreateFileA(os_file_path("open", path), desired, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                                       nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (handle == INVALID_HANDLE_VALUE) throw os_file_error("open", path, ::GetLastError());
   m_handle = reinterpret_cast<os_native_handle>(handle);
