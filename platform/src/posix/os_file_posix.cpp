@@ -42,8 +42,8 @@ void os_file::close() {
 }
 
 int os_file::read(void* buffer, int length) {
-  if (!is_open() || length < 0) {
-    errno = EBADF;
+  if (!is_open() || length < 0 || (!buffer && length > 0)) {
+    errno = is_open() ? EINVAL : EBADF;
     return -1;
   }
   int done = 0;
@@ -60,8 +60,8 @@ int os_file::read(void* buffer, int length) {
 }
 
 int os_file::write(const void* buffer, int length) {
-  if (!is_open() || length < 0) {
-    errno = EBADF;
+  if (!is_open() || length < 0 || (!buffer && length > 0)) {
+    errno = is_open() ? EINVAL : EBADF;
     return -1;
   }
   int done = 0;

@@ -43,8 +43,8 @@ void os_file::close() {
 }
 
 int os_file::read(void* buffer, int length) {
-  if (!is_open() || length < 0) {
-    ::SetLastError(ERROR_INVALID_HANDLE);
+  if (!is_open() || length < 0 || (!buffer && length > 0)) {
+    ::SetLastError(is_open() ? ERROR_INVALID_PARAMETER : ERROR_INVALID_HANDLE);
     return -1;
   }
   int done = 0;
@@ -61,8 +61,8 @@ int os_file::read(void* buffer, int length) {
 }
 
 int os_file::write(const void* buffer, int length) {
-  if (!is_open() || length < 0) {
-    ::SetLastError(ERROR_INVALID_HANDLE);
+  if (!is_open() || length < 0 || (!buffer && length > 0)) {
+    ::SetLastError(is_open() ? ERROR_INVALID_PARAMETER : ERROR_INVALID_HANDLE);
     return -1;
   }
   int done = 0;
