@@ -23,15 +23,17 @@ bool UnlockRange(HANDLE handle, std::uint64_t start, std::uint64_t length) {
 }  // namespace
 
 os_file::~os_file() {
-  if (!is_open()) return;
-  // Windows frees the locks of a closed handle only at some later time:
-  // release them first, so that a waiting process gets them at once.
-  for (const locked_range& range : m_locks) UnlockRange(Win32Handle(m_handle), range.start, range.length);
-  ::CloseHandle(Win32Handle(m_handle));
+  try {
+    close();
+  } catch (...) {
+    // Nobody is left to tell; the handle is gone either way.
+  }
 }
 
 void os_file::close() {
   if (!is_open()) return;
+  // Windows frees the locks of a closed handle only at some later time:
+  // release them first, so that a waiting process gets them at once.
   for (const locked_range& range : m_locks) UnlockRange(Win32Handle(m_handle), range.start, range.length);
   m_locks.clear();
   // A handle whose close failed is not usable any more: it counts as closed,
