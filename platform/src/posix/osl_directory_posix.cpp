@@ -1,6 +1,7 @@
 // POSIX directories and entry status.
 #include <cerrno>
 #include <cstring>
+#include <memory>
 
 #include <dirent.h>
 #include <sys/stat.h>
@@ -13,17 +14,19 @@
 Osl_Directory::Osl_Directory(const std::string& path, int /*reserved*/) : m_path(path) {}
 
 std::vector<std::string> Osl_Directory::filenames() const {
-  DIR* directory = ::opendir(os_file_path("list directory", m_path));
+  // Closed however the listing ends, also when a name cannot be stored.
+  const std::unique_ptr<DIR, int (*)(DIR*)> directory(::opendir(os_file_path("list directory", m_path)),
+                                                      &::closedir);
   if (!directory) throw os_file_error("list directory", m_path, errno);
   std::vector<std::string> names{".", ".."};
-  errno = 0;
-  while (const dirent* entry = ::readdir(directory)) {
+  for (;;) {
+    errno = 0;  // readdir tells its end from a failure only by errno
+    const dirent* entry = ::readdir(directory.get());
+    if (!entry) break;
     const std::string name = entry->d_name;
     if (name != "." && name != "..") names.push_back(name);
   }
-  const int error = errno;
-  ::closedir(directory);
-  if (error != 0) throw os_file_error("list directory", m_path, error);
+  if (errno != 0) throw os_file_error("list directory", m_path, errno);
   return names;
 }
 

@@ -1,7 +1,17 @@
 // Win32 directories and entry status.
+#include <memory>
+
 #include "osl_directory.h"
 #include "os_path.h"
 #include "win32_error.h"
+
+namespace {
+
+struct FindCloser {
+  void operator()(HANDLE search) const { ::FindClose(search); }
+};
+
+}  // namespace
 
 Osl_Directory::Osl_Directory(const std::string& path, int /*reserved*/) : m_path(path) {}
 
@@ -15,13 +25,14 @@ std::vector<std::string> Osl_Directory::filenames() const {
     if (error == ERROR_FILE_NOT_FOUND && exists(m_path)) return names;
     throw os_file_error("list directory", m_path, error);
   }
+  // Closed however the listing ends, also when a name cannot be stored.
+  const std::unique_ptr<void, FindCloser> closer(search);
   DWORD error = ERROR_SUCCESS;
   do {
     const std::string name = entry.cFileName;
     if (name != "." && name != "..") names.push_back(name);
     if (!::FindNextFileA(search, &entry)) error = ::GetLastError();
   } while (error == ERROR_SUCCESS);
-  ::FindClose(search);
   if (error != ERROR_NO_MORE_FILES) throw os_file_error("list directory", m_path, error);
   return names;
 }
