@@ -11,15 +11,13 @@
 #include <cerrno>
 #endif
 
-namespace {
-
 #if defined(_WIN32)
-constexpr std::uint32_t kInvalidName = ERROR_INVALID_NAME;
+const std::uint32_t os_error_invalid_name = ERROR_INVALID_NAME;
+const std::uint32_t os_error_overflow = ERROR_ARITHMETIC_OVERFLOW;
 #else
-constexpr std::uint32_t kInvalidName = EINVAL;
+const std::uint32_t os_error_invalid_name = EINVAL;
+const std::uint32_t os_error_overflow = EOVERFLOW;
 #endif
-
-}  // namespace
 
 os_toolkit_error::os_toolkit_error(const std::string& what, std::uint32_t native)
     : std::runtime_error(what), m_native(native) {}
@@ -38,5 +36,5 @@ const char* os_file_path(const char* context, const std::string& path) {
   if (path.find('\0') == std::string::npos) return path.c_str();
   std::string shown;  // the NUL made visible: what() would end at it
   for (const char c : path) shown += c == '\0' ? std::string("\\0") : std::string(1, c);
-  throw os_file_error(context, shown, kInvalidName);
+  throw os_file_error(context, shown, os_error_invalid_name);
 }

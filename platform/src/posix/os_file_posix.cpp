@@ -1,6 +1,5 @@
 // POSIX files: descriptors, open-file-description locks, 64-bit positions.
 #include <cerrno>
-#include <climits>
 #include <cstring>
 
 #include <fcntl.h>
@@ -75,22 +74,6 @@ int os_file::write(const void* buffer, int length) {
   }
   return done;
 }
-
-// A refused seek leaves the position where it was, so that the caller may go
-// on at the old place after catching the error.
-long os_file::seek(long offset, short origin) {
-  std::int64_t before = 0;
-  if (!os_set_file_pointer(m_handle, 0, 1, &before)) throw os_file_error("seek", m_path, errno);
-  std::int64_t position = 0;
-  if (!os_set_file_pointer(m_handle, offset, origin, &position)) throw os_file_error("seek", m_path, errno);
-  if (position > INT32_MAX) {
-    os_set_file_pointer(m_handle, before, 0, nullptr);
-    throw os_file_error("seek", m_path, EOVERFLOW);
-  }
-  return static_cast<long>(position);
-}
-
-long os_file::tell() { return seek(0, 1); }
 
 bool os_file::add_lock(const os_file_lock& lock, bool wait) {
   if (!is_open()) throw os_file_error("lock", m_path, EBADF);

@@ -79,20 +79,6 @@ int os_file::write(const void* buffer, int length) {
   return done;
 }
 
-long os_file::seek(long offset, short origin) {
-  std::int64_t before = 0;
-  if (!os_set_file_pointer(m_handle, 0, 1, &before)) throw os_file_error("seek", m_path, ::GetLastError());
-  std::int64_t position = 0;
-  if (!os_set_file_pointer(m_handle, offset, origin, &position)) throw os_file_error("seek", m_path, ::GetLastError());
-  if (position > INT32_MAX) {  // out of the toolkit's reach: refuse, and stay where we were
-    os_set_file_pointer(m_handle, before, 0, nullptr);
-    throw os_file_error("seek", m_path, ERROR_ARITHMETIC_OVERFLOW);
-  }
-  return static_cast<long>(position);
-}
-
-long os_file::tell() { return seek(0, 1); }
-
 bool os_file::add_lock(const os_file_lock& lock, bool wait) {
   if (!is_open()) throw os_file_error("lock", m_path, ERROR_INVALID_HANDLE);
   const HANDLE handle = Win32Handle(m_handle);
