@@ -2,7 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "os_file.h"
@@ -86,6 +88,34 @@ TEST(OslFileSystem, ExistsAndRemoveTellFilesFromDirectories) {
   EXPECT_FALSE(Osl_File_System::exists(file));
   EXPECT_EQ(ExpectToolkitError<os_file_toolkit_error>([&] { Osl_File_System::remove(file); }, file),
             native_error::kFileNotFound);
+}
+
+// A NUL inside a path would cut it short in the platform's calls, which
+// would then act on the entry named by what stands before it.
+TEST(OslFileSystem, PathWithANulInsideIsRefusedAndReachesNoOtherEntry) {
+  TempDir dir;
+  const std::string file = dir.Join("file");
+  const std::string sub = dir.Join("sub");
+  WriteFile(file, "keep me");
+  Osl_Directory::create(sub);
+  const std::string fileCut = file + std::string(1, '\0') + "x";
+  const std::string subCut = sub + std::string(1, '\0') + "x";
+  EXPECT_FALSE(Osl_File_System::exists(fileCut));
+  EXPECT_FALSE(Osl_Directory::exists(subCut));
+  Osl_File opened;
+  const std::pair<std::string, std::function<void()>> calls[] = {
+      {file, [&] { Osl_File_System::remove(fileCut); }},
+      {file, [&] { opened.open(fileCut, OSL_FILE_CREATE, OSL_ACCESS_READ_WRITE, 0); }},
+      {sub, [&] { Osl_Directory::remove(subCut); }},
+      {sub, [&] { Osl_Directory::create(subCut); }},
+      {sub, [&] { Osl_Directory(subCut, 0).filenames(); }},
+  };
+  for (const auto& [where, call] : calls) {
+    EXPECT_EQ(ExpectToolkitError<os_file_toolkit_error>(call, where), native_error::kInvalidName) << where;
+  }
+  EXPECT_FALSE(opened.is_open());
+  EXPECT_EQ(ReadFile(file), "keep me");
+  EXPECT_TRUE(Osl_Directory::exists(sub));
 }
 
 }  // namespace

@@ -21,6 +21,8 @@ inline constexpr std::uint32_t kDirectoryExists = ERROR_ALREADY_EXISTS;
 inline constexpr std::uint32_t kDirectoryNotEmpty = ERROR_DIR_NOT_EMPTY;
 inline constexpr std::uint32_t kNegativeSeek = ERROR_NEGATIVE_SEEK;
 inline constexpr std::uint32_t kLockRefused = ERROR_LOCK_VIOLATION;
+inline constexpr std::uint32_t kInvalidName = ERROR_INVALID_NAME;
+inline constexpr std::uint32_t kInvalidArgument = ERROR_INVALID_PARAMETER;
 #else
 inline constexpr std::uint32_t kFileNotFound = ENOENT;
 inline constexpr std::uint32_t kPathNotFound = ENOENT;
@@ -29,6 +31,8 @@ inline constexpr std::uint32_t kDirectoryExists = EEXIST;
 inline constexpr std::uint32_t kDirectoryNotEmpty = ENOTEMPTY;
 inline constexpr std::uint32_t kNegativeSeek = EINVAL;
 inline constexpr std::uint32_t kLockRefused = EAGAIN;
+inline constexpr std::uint32_t kInvalidName = EINVAL;
+inline constexpr std::uint32_t kInvalidArgument = EINVAL;
 #endif
 }  // namespace native_error
 

@@ -1,6 +1,5 @@
 // POSIX files: descriptors, open-file-description locks, 64-bit positions.
 #include <cerrno>
-#include <climits>
 #include <cstring>
 
 #include <fcntl.h>
@@ -8,13 +7,9 @@
 #include <unistd.h>
 
 #include "os_file.h"
+#include "os_toolkit_error.h"
 
 namespace {
-
-os_file_toolkit_error PosixFileError(const char* context, const std::string& path, int error) {
-  return os_file_toolkit_error(std::string(context) + " '" + path + "': " + std::strerror(error),
-                               static_cast<std::uint32_t>(error));
-}
 
 int Fd(os_native_handle handle) { return static_cast<int>(handle); }
 
@@ -31,12 +26,6 @@ struct flock ToFlock(const os_file_lock& lock, short type) {
 
 }  // namespace
 
-os_toolkit_error::os_toolkit_error(const std::string& what, std::uint32_t native)
-    : std::runtime_error(what), m_native(native) {}
-os_toolkit_error::~os_toolkit_error() = default;
-os_file_toolkit_error::~os_file_toolkit_error() = default;
-os_io_toolkit_error::~os_io_toolkit_error() = default;
-
 os_file::~os_file() {
   if (is_open()) ::close(Fd(m_handle));
 }
@@ -48,12 +37,12 @@ void os_file::close() {
   const int result = ::close(Fd(m_handle));
   const int error = errno;
   m_handle = os_invalid_handle;
-  if (result != 0 && error != EINTR) throw PosixFileError("close", m_path, error);
+  if (result != 0 && error != EINTR) throw os_file_error("close", m_path, error);
 }
 
 int os_file::read(void* buffer, int length) {
-  if (!is_open() || length < 0) {
-    errno = EBADF;
+  if (!is_open() || length < 0 || (!buffer && length > 0)) {
+    errno = is_open() ? EINVAL : EBADF;
     return -1;
   }
   int done = 0;
@@ -70,8 +59,8 @@ int os_file::read(void* buffer, int length) {
 }
 
 int os_file::write(const void* buffer, int length) {
-  if (!is_open() || length < 0) {
-    errno = EBADF;
+  if (!is_open() || length < 0 || (!buffer && length > 0)) {
+    errno = is_open() ? EINVAL : EBADF;
     return -1;
   }
   int done = 0;
@@ -86,38 +75,22 @@ int os_file::write(const void* buffer, int length) {
   return done;
 }
 
-// A refused seek leaves the position where it was, so that the caller may go
-// on at the old place after catching the error.
-long os_file::seek(long offset, short origin) {
-  std::int64_t before = 0;
-  if (!os_set_file_pointer(m_handle, 0, 1, &before)) throw PosixFileError("seek", m_path, errno);
-  std::int64_t position = 0;
-  if (!os_set_file_pointer(m_handle, offset, origin, &position)) throw PosixFileError("seek", m_path, errno);
-  if (position > INT32_MAX) {
-    os_set_file_pointer(m_handle, before, 0, nullptr);
-    throw PosixFileError("seek", m_path, EOVERFLOW);
-  }
-  return static_cast<long>(position);
-}
-
-long os_file::tell() { return seek(0, 1); }
-
 bool os_file::add_lock(const os_file_lock& lock, bool wait) {
-  if (!is_open()) throw PosixFileError("lock", m_path, EBADF);
+  if (!is_open()) throw os_file_error("lock", m_path, EBADF);
   struct flock record = ToFlock(lock, lock.type() == 1 ? F_WRLCK : F_RDLCK);
   for (;;) {
     if (::fcntl(Fd(m_handle), wait ? F_OFD_SETLKW : F_OFD_SETLK, &record) == 0) return true;
     const int error = errno;
     if (error == EINTR) continue;
     if (error == EAGAIN || error == EACCES || error == EDEADLK) return false;
-    throw PosixFileError("lock", m_path, error);
+    throw os_file_error("lock", m_path, error);
   }
 }
 
 void os_file::remove_all_locks() {
-  if (!is_open()) throw PosixFileError("unlock", m_path, EBADF);
+  if (!is_open()) throw os_file_error("unlock", m_path, EBADF);
   struct flock record = ToFlock(os_file_lock(1, 0, 0, 0), F_UNLCK);
-  if (::fcntl(Fd(m_handle), F_OFD_SETLK, &record) != 0) throw PosixFileError("unlock", m_path, errno);
+  if (::fcntl(Fd(m_handle), F_OFD_SETLK, &record) != 0) throw os_file_error("unlock", m_path, errno);
 }
 
 void Osl_File::open(const std::string& path, int flags, int access, unsigned long /*reserved*/) {
@@ -128,15 +101,15 @@ void Osl_File::open(const std::string& path, int flags, int access, unsigned lon
   m_path = path;
   int fd;
   do {
-    fd = ::open(path.c_str(), mode | O_CLOEXEC, 0666);
+    fd = ::open(os_file_path("open", path), mode | O_CLOEXEC, 0666);
   } while (fd < 0 && errno == EINTR);
-  if (fd < 0) throw PosixFileError("open", path, errno);
+  if (fd < 0) throw os_file_error("open", path, errno);
   // A directory opens read-only on POSIX (a writing open fails by itself
   // with EISDIR); as on Win32 it is no file. Only that open pays the fstat.
   struct stat status{};
   if ((mode & O_ACCMODE) == O_RDONLY && ::fstat(fd, &status) == 0 && S_ISDIR(status.st_mode)) {
     ::close(fd);
-    throw PosixFileError("open", path, EISDIR);
+    throw os_file_error("open", path, EISDIR);
   }
   m_handle = fd;
 }

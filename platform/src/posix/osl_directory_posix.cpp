@@ -1,60 +1,55 @@
 // POSIX directories and entry status.
 #include <cerrno>
 #include <cstring>
+#include <memory>
 
 #include <dirent.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "os_file.h"
+#include "os_toolkit_error.h"
 #include "osl_directory.h"
-
-namespace {
-
-os_file_toolkit_error PosixFileError(const char* context, const std::string& path, int error) {
-  return os_file_toolkit_error(std::string(context) + " '" + path + "': " + std::strerror(error),
-                               static_cast<std::uint32_t>(error));
-}
-
-}  // namespace
 
 Osl_Directory::Osl_Directory(const std::string& path, int /*reserved*/) : m_path(path) {}
 
 std::vector<std::string> Osl_Directory::filenames() const {
-  DIR* directory = ::opendir(m_path.c_str());
-  if (!directory) throw PosixFileError("list directory", m_path, errno);
+  // Closed however the listing ends, also when a name cannot be stored.
+  const std::unique_ptr<DIR, int (*)(DIR*)> directory(::opendir(os_file_path("list directory", m_path)),
+                                                      &::closedir);
+  if (!directory) throw os_file_error("list directory", m_path, errno);
   std::vector<std::string> names{".", ".."};
-  errno = 0;
-  while (const dirent* entry = ::readdir(directory)) {
+  for (;;) {
+    errno = 0;  // readdir tells its end from a failure only by errno
+    const dirent* entry = ::readdir(directory.get());
+    if (!entry) break;
     const std::string name = entry->d_name;
     if (name != "." && name != "..") names.push_back(name);
   }
-  const int error = errno;
-  ::closedir(directory);
-  if (error != 0) throw PosixFileError("list directory", m_path, error);
+  if (errno != 0) throw os_file_error("list directory", m_path, errno);
   return names;
 }
 
 bool Osl_Directory::exists(const std::string& path) {
   struct stat status{};
-  return !path.empty() && ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+  return os_path_usable(path) && ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
 void Osl_Directory::create(const std::string& path) {
-  if (::mkdir(path.c_str(), 0777) != 0) throw PosixFileError("create directory", path, errno);
+  if (::mkdir(os_file_path("create directory", path), 0777) != 0) throw os_file_error("create directory", path, errno);
 }
 
 void Osl_Directory::remove(const std::string& path) {
-  if (::rmdir(path.c_str()) != 0) throw PosixFileError("remove directory", path, errno);
+  if (::rmdir(os_file_path("remove directory", path)) != 0) throw os_file_error("remove directory", path, errno);
 }
 
 bool Osl_File_System::exists(const std::string& path) {
   struct stat status{};
-  return !path.empty() && ::lstat(path.c_str(), &status) == 0;
+  return os_path_usable(path) && ::lstat(path.c_str(), &status) == 0;
 }
 
 void Osl_File_System::remove(const std::string& path) {
-  if (::unlink(path.c_str()) != 0) throw PosixFileError("remove", path, errno);
+  if (::unlink(os_file_path("remove", path)) != 0) throw os_file_error("remove", path, errno);
 }
 
 Osl_IO_Status::Osl_IO_Status(const std::string& path) {

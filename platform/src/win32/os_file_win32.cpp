@@ -22,22 +22,18 @@ bool UnlockRange(HANDLE handle, std::uint64_t start, std::uint64_t length) {
 
 }  // namespace
 
-os_toolkit_error::os_toolkit_error(const std::string& what, std::uint32_t native)
-    : std::runtime_error(what), m_native(native) {}
-os_toolkit_error::~os_toolkit_error() = default;
-os_file_toolkit_error::~os_file_toolkit_error() = default;
-os_io_toolkit_error::~os_io_toolkit_error() = default;
-
 os_file::~os_file() {
-  if (!is_open()) return;
-  // Windows frees the locks of a closed handle only at some later time:
-  // release them first, so that a waiting process gets them at once.
-  for (const locked_range& range : m_locks) UnlockRange(Win32Handle(m_handle), range.start, range.length);
-  ::CloseHandle(Win32Handle(m_handle));
+  try {
+    close();
+  } catch (...) {
+    // Nobody is left to tell; the handle is gone either way.
+  }
 }
 
 void os_file::close() {
   if (!is_open()) return;
+  // Windows frees the locks of a closed handle only at some later time:
+  // release them first, so that a waiting process gets them at once.
   for (const locked_range& range : m_locks) UnlockRange(Win32Handle(m_handle), range.start, range.length);
   m_locks.clear();
   // A handle whose close failed is not usable any more: it counts as closed,
@@ -45,12 +41,12 @@ void os_file::close() {
   const BOOL closed = ::CloseHandle(Win32Handle(m_handle));
   const DWORD error = ::GetLastError();
   m_handle = os_invalid_handle;
-  if (!closed) throw Win32FileError("close", m_path, error);
+  if (!closed) throw os_file_error("close", m_path, error);
 }
 
 int os_file::read(void* buffer, int length) {
-  if (!is_open() || length < 0) {
-    ::SetLastError(ERROR_INVALID_HANDLE);
+  if (!is_open() || length < 0 || (!buffer && length > 0)) {
+    ::SetLastError(is_open() ? ERROR_INVALID_PARAMETER : ERROR_INVALID_HANDLE);
     return -1;
   }
   int done = 0;
@@ -67,8 +63,8 @@ int os_file::read(void* buffer, int length) {
 }
 
 int os_file::write(const void* buffer, int length) {
-  if (!is_open() || length < 0) {
-    ::SetLastError(ERROR_INVALID_HANDLE);
+  if (!is_open() || length < 0 || (!buffer && length > 0)) {
+    ::SetLastError(is_open() ? ERROR_INVALID_PARAMETER : ERROR_INVALID_HANDLE);
     return -1;
   }
   int done = 0;
@@ -83,31 +79,17 @@ int os_file::write(const void* buffer, int length) {
   return done;
 }
 
-long os_file::seek(long offset, short origin) {
-  std::int64_t before = 0;
-  if (!os_set_file_pointer(m_handle, 0, 1, &before)) throw Win32FileError("seek", m_path, ::GetLastError());
-  std::int64_t position = 0;
-  if (!os_set_file_pointer(m_handle, offset, origin, &position)) throw Win32FileError("seek", m_path, ::GetLastError());
-  if (position > INT32_MAX) {  // out of the toolkit's reach: refuse, and stay where we were
-    os_set_file_pointer(m_handle, before, 0, nullptr);
-    throw Win32FileError("seek", m_path, ERROR_ARITHMETIC_OVERFLOW);
-  }
-  return static_cast<long>(position);
-}
-
-long os_file::tell() { return seek(0, 1); }
-
 bool os_file::add_lock(const os_file_lock& lock, bool wait) {
-  if (!is_open()) throw Win32FileError("lock", m_path, ERROR_INVALID_HANDLE);
+  if (!is_open()) throw os_file_error("lock", m_path, ERROR_INVALID_HANDLE);
   const HANDLE handle = Win32Handle(m_handle);
 
   std::int64_t base = 0;
   if (lock.whence() == 1 && !os_set_file_pointer(m_handle, 0, 1, &base)) {
-    throw Win32FileError("lock", m_path, ::GetLastError());
+    throw os_file_error("lock", m_path, ::GetLastError());
   }
   if (lock.whence() == 2) {
     LARGE_INTEGER size{};
-    if (!::GetFileSizeEx(handle, &size)) throw Win32FileError("lock", m_path, ::GetLastError());
+    if (!::GetFileSizeEx(handle, &size)) throw os_file_error("lock", m_path, ::GetLastError());
     base = size.QuadPart;
   }
   std::int64_t start = base + lock.start();
@@ -116,7 +98,7 @@ bool os_file::add_lock(const os_file_lock& lock, bool wait) {
     start += length;
     length = -length;
   }
-  if (start < 0) throw Win32FileError("lock", m_path, ERROR_NEGATIVE_SEEK);
+  if (start < 0) throw os_file_error("lock", m_path, ERROR_NEGATIVE_SEEK);
   const std::uint64_t first = static_cast<std::uint64_t>(start);
   // Length 0: to the end of the file and beyond, the largest range there is.
   const std::uint64_t count = length == 0 ? UINT64_MAX - first : static_cast<std::uint64_t>(length);
@@ -141,11 +123,11 @@ bool os_file::add_lock(const os_file_lock& lock, bool wait) {
     ::SetLastError(error);
     return false;
   }
-  throw Win32FileError("lock", m_path, error);
+  throw os_file_error("lock", m_path, error);
 }
 
 void os_file::remove_all_locks() {
-  if (!is_open()) throw Win32FileError("unlock", m_path, ERROR_INVALID_HANDLE);
+  if (!is_open()) throw os_file_error("unlock", m_path, ERROR_INVALID_HANDLE);
   DWORD failure = ERROR_SUCCESS;
   for (const locked_range& range : m_locks) {
     if (!UnlockRange(Win32Handle(m_handle), range.start, range.length) && failure == ERROR_SUCCESS) {
@@ -153,7 +135,7 @@ void os_file::remove_all_locks() {
     }
   }
   m_locks.clear();
-  if (failure != ERROR_SUCCESS) throw Win32FileError("unlock", m_path, failure);
+  if (failure != ERROR_SUCCESS) throw os_file_error("unlock", m_path, failure);
 }
 
 void Osl_File::open(const std::string& path, int flags, int access, unsigned long /*reserved*/) {
@@ -166,9 +148,9 @@ void Osl_File::open(const std::string& path, int flags, int access, unsigned lon
   m_path = path;
   // Others may read, write and delete meanwhile, as on POSIX; the document
   // locks, not sharing modes, keep writers apart.
-  const HANDLE handle = ::CreateFileA(path.c_str(), desired, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+  const HANDLE handle = ::CreateFileA(os_file_path("open", path), desired, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                                       nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (handle == INVALID_HANDLE_VALUE) throw Win32FileError("open", path, ::GetLastError());
+  if (handle == INVALID_HANDLE_VALUE) throw os_file_error("open", path, ::GetLastError());
   m_handle = reinterpret_cast<os_native_handle>(handle);
 }
 

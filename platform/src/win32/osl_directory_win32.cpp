@@ -1,51 +1,62 @@
 // Win32 directories and entry status.
+#include <memory>
+
 #include "osl_directory.h"
 #include "os_path.h"
 #include "win32_error.h"
+
+namespace {
+
+struct FindCloser {
+  void operator()(HANDLE search) const { ::FindClose(search); }
+};
+
+}  // namespace
 
 Osl_Directory::Osl_Directory(const std::string& path, int /*reserved*/) : m_path(path) {}
 
 std::vector<std::string> Osl_Directory::filenames() const {
   std::vector<std::string> names{".", ".."};
   WIN32_FIND_DATAA entry{};
-  const HANDLE search = ::FindFirstFileA(os_path(m_path, "*").str().c_str(), &entry);
+  const HANDLE search = ::FindFirstFileA(os_path(os_file_path("list directory", m_path), "*").str().c_str(), &entry);
   if (search == INVALID_HANDLE_VALUE) {
     const DWORD error = ::GetLastError();
     // The root of a drive lists no "." and "..": an empty one has no entry at all.
     if (error == ERROR_FILE_NOT_FOUND && exists(m_path)) return names;
-    throw Win32FileError("list directory", m_path, error);
+    throw os_file_error("list directory", m_path, error);
   }
+  // Closed however the listing ends, also when a name cannot be stored.
+  const std::unique_ptr<void, FindCloser> closer(search);
   DWORD error = ERROR_SUCCESS;
   do {
     const std::string name = entry.cFileName;
     if (name != "." && name != "..") names.push_back(name);
     if (!::FindNextFileA(search, &entry)) error = ::GetLastError();
   } while (error == ERROR_SUCCESS);
-  ::FindClose(search);
-  if (error != ERROR_NO_MORE_FILES) throw Win32FileError("list directory", m_path, error);
+  if (error != ERROR_NO_MORE_FILES) throw os_file_error("list directory", m_path, error);
   return names;
 }
 
 bool Osl_Directory::exists(const std::string& path) {
-  if (path.empty()) return false;
+  if (!os_path_usable(path)) return false;
   const DWORD attributes = ::GetFileAttributesA(path.c_str());
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
 void Osl_Directory::create(const std::string& path) {
-  if (!::CreateDirectoryA(path.c_str(), nullptr)) throw Win32FileError("create directory", path, ::GetLastError());
+  if (!::CreateDirectoryA(os_file_path("create directory", path), nullptr)) throw os_file_error("create directory", path, ::GetLastError());
 }
 
 void Osl_Directory::remove(const std::string& path) {
-  if (!::RemoveDirectoryA(path.c_str())) throw Win32FileError("remove directory", path, ::GetLastError());
+  if (!::RemoveDirectoryA(os_file_path("remove directory", path))) throw os_file_error("remove directory", path, ::GetLastError());
 }
 
 bool Osl_File_System::exists(const std::string& path) {
-  return !path.empty() && ::GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+  return os_path_usable(path) && ::GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
 void Osl_File_System::remove(const std::string& path) {
-  if (!::DeleteFileA(path.c_str())) throw Win32FileError("remove", path, ::GetLastError());
+  if (!::DeleteFileA(os_file_path("remove", path))) throw os_file_error("remove", path, ::GetLastError());
 }
 
 // The mode bits as the C runtime's stat gives them on Windows: read for all,

@@ -1,6 +1,6 @@
 #pragma once
 // What the Win32 files of the platform layer share: the handle behind an
-// os_native_handle and the toolkit exception with the system's own text.
+// os_native_handle, and the toolkit's file errors.
 #ifndef WIN32_LEAN_AND_MEAN
 #define WIN32_LEAN_AND_MEAN
 #endif
@@ -12,9 +12,6 @@
 #include <string>
 
 #include "os_file.h"
+#include "os_toolkit_error.h"
 
 inline HANDLE Win32Handle(os_native_handle handle) { return reinterpret_cast<HANDLE>(handle); }
-
-inline os_file_toolkit_error Win32FileError(const char* context, const std::string& path, DWORD error) {
-  return os_file_toolkit_error(std::string(context) + " '" + path + "': " + os_error_text(error), error);
-}
