@@ -83,18 +83,20 @@ void DAFileSystem::OpenForReading(const std::string&, CFnx_Dal_Configuration*) {
 void DAFileSystem::OpenForReading(const std::string& location) {
   CFnx_Dal_Trace trace("DAFileSystem::OpenForReading()");
   m_location = location;
-  if (!Osl_File_System::exists(m_location)) {
-    DAL_THROW(Message("")["QRSDAL0504E"] << "DAFileSystem:OpenForReading: " << m_location, 1284, 8);
-  }
+  OpenExisting("DAFileSystem:OpenForReading: ", OSL_ACCESS_READ, "QRSDAL0504E", 1284);
+  GetFileSize();
+  m_position = 0;
+}
+
+void DAFileSystem::OpenExisting(const char* context, int access, const char* missingId, std::int32_t missingCode) {
+  if (!Osl_File_System::exists(m_location)) DAL_THROW(Message("")[missingId] << context << m_location, missingCode, 8);
   m_openFlags = 0;
-  m_accessMode = OSL_ACCESS_READ;
+  m_accessMode = access;
   try {
     Open();
   } catch (const os_file_toolkit_error& error) {
-    DAL_THROW(Message("")["QRSDAL0200E"] << "DAFileSystem:OpenForReading: " << "" << error.native(), 1287, 8);
+    DAL_THROW(Message("")["QRSDAL0200E"] << context << "" << error.native(), 1287, 8);
   }
-  GetFileSize();
-  m_position = 0;
 }
 
 bool DAFileSystem::Read(char* buffer, std::uint32_t length, std::uint32_t& read, std::int64_t offset) {

@@ -53,6 +53,9 @@ class DAFileSystem : public DAMedia {
   void SetPosition(std::int64_t offset, short origin);
   std::int64_t GetPosition();
   void Open();
+  // Opens the existing file at m_location with the given access: a missing
+  // file raises missingId with missingCode, a refused open QRSDAL0200E.
+  void OpenExisting(const char* context, int access, const char* missingId, std::int32_t missingCode);
   // Takes the document lock without waiting; when refused, drops the open
   // file and raises QRSDAL0514E.
   void LockDocument(const char* context, bool withErrorCode);

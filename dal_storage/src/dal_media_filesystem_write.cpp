@@ -106,16 +106,7 @@ void DAFileSystem::OpenForWriting(const std::string& location, bool create) {
                 1287, 8);
     }
   } else {
-    if (!Osl_File_System::exists(m_location)) {
-      DAL_THROW(Message("")["QRSDAL0506E"] << "DAFileSystem:OpenForWriting: " << m_location, 1286, 8);
-    }
-    m_openFlags = 0;
-    m_accessMode = OSL_ACCESS_READ_WRITE;
-    try {
-      Open();
-    } catch (const os_file_toolkit_error& error) {
-      DAL_THROW(Message("")["QRSDAL0200E"] << "DAFileSystem:OpenForWriting: " << "" << error.native(), 1287, 8);
-    }
+    OpenExisting("DAFileSystem:OpenForWriting: ", OSL_ACCESS_READ_WRITE, "QRSDAL0506E", 1286);
   }
   LockDocument("DAFileSystem:OpenForWriting: ", /*withErrorCode=*/false);
   m_size = 0;
@@ -126,16 +117,7 @@ void DAFileSystem::OpenForWriting(const std::string& location, bool create) {
 void DAFileSystem::OpenForUpdate(const std::string& location) {
   CFnx_Dal_Trace trace("DAFileSystem::OpenForUpdate()");
   m_location = location;
-  if (!Osl_File_System::exists(m_location)) {
-    DAL_THROW(Message("")["QRSDAL0506E"] << "DAFileSystem:OpenForUpdate: " << m_location, 1286, 8);
-  }
-  m_openFlags = 0;
-  m_accessMode = OSL_ACCESS_READ_WRITE;
-  try {
-    Open();
-  } catch (const os_file_toolkit_error& error) {
-    DAL_THROW(Message("")["QRSDAL0200E"] << "DAFileSystem:OpenForUpdate: " << "" << error.native(), 1287, 8);
-  }
+  OpenExisting("DAFileSystem:OpenForUpdate: ", OSL_ACCESS_READ_WRITE, "QRSDAL0506E", 1286);
   LockDocument("DAFileSystem:OpenForUpdate: ", /*withErrorCode=*/false);
   m_size = 0;
   m_position = 0;
