@@ -150,7 +150,7 @@ bool CFnx_Dal_Storage::OpenForWriting(const std::string& mediaType, CFnx_Dal_Con
   m_mediaType = mediaType;
   m_config = config;
   if (m_files.empty()) {
-    AppendNewFile("CFnx_Dal_Storage::OpenForWriting: ")->OpenForWriting(m_mediaType, m_config, m_fileExtension);
+    AppendNewFile("CFnx_Dal_Storage::OpenForWriting: ");
   } else {
     for (DAFile* file : m_files) file->OpenForWriting(m_fileCreateFlag);
   }
@@ -173,6 +173,9 @@ DAFile* CFnx_Dal_Storage::AppendNewFile(const char* context) {
   } catch (const std::bad_alloc&) {
     DAL_THROW(Message("")["QRSDAL0005E"] << context, 51, 12);
   }
+  // A file whose open fails has no place: it never joins the list, so no
+  // location names it and the document's earlier files stay readable.
+  file->OpenForWriting(m_mediaType, m_config, m_fileExtension);
   m_files.push_back(file.release());
   return m_files.back();
 }
@@ -227,6 +230,7 @@ bool CFnx_Dal_Storage::Write(const char* data, std::uint32_t length, std::uint32
     }
     done += n;
     remaining -= n;
+    written = done;  // what reached the media stays reported, also when a later step throws
     if (position != -1) position += n;
     if (remaining == 0) break;
 
@@ -238,7 +242,6 @@ bool CFnx_Dal_Storage::Write(const char* data, std::uint32_t length, std::uint32
     } else {
       target = AppendNewFile("CFnx_Dal_Storage::Write: ");
       current = std::prev(m_files.end());
-      target->OpenForWriting(m_mediaType, m_config, m_fileExtension);
       target->SetFrom(GetSize());
       addedHere = target;
     }
@@ -254,6 +257,9 @@ std::int32_t CFnx_Dal_Storage::Read(char* buffer, std::uint32_t length, std::int
   } else {
     m_position = position;
   }
+  // The count comes back as a long: a longer read is served short, and the
+  // next read goes on from where it stopped.
+  length = std::min<std::uint32_t>(length, INT32_MAX);
   const bool fromStart = position == -1;
   if (fromStart) {
     m_position = 0;
@@ -316,9 +322,15 @@ bool CFnx_Dal_Storage::Resize(std::int64_t newSize) {
   // file stands" elsewhere) would otherwise delete every file.
   if (newSize < 0) return false;
   if (newSize >= GetSize()) return true;
-  while (!m_files.empty()) {
+  // The file that keeps the new end is cut first; the whole files behind it
+  // go only when that succeeded, so a refused cut leaves the document whole.
+  std::size_t whole = 0;  // files at the back that go entirely
+  auto keeper = m_files.rbegin();
+  for (; keeper != m_files.rend() && newSize <= (*keeper)->GetFrom(); ++keeper) ++whole;
+  if (keeper != m_files.rend() && !(*keeper)->Resize(newSize - (*keeper)->GetFrom())) return false;
+  for (; whole > 0; --whole) {
     DAFile* file = m_files.back();
-    if (newSize > file->GetFrom()) return file->Resize(newSize - file->GetFrom());
+    file->SetLocation();  // a media never opened does not know its file yet
     file->Delete();
     m_files.pop_back();
     delete file;

@@ -88,6 +88,30 @@ TEST_F(StoredDocument, ResizeCutsAndRemovesWholeFiles) {
   EXPECT_EQ(ReadFile(paths[0]), "aaaa");
 }
 
+// A cut that fails loses nothing: the files behind it stay on disk and in
+// the name, and reads still find their bytes. Whole files that do go leave
+// the disk too, also from a handle that was never opened.
+TEST_F(StoredDocument, AFailedCutKeepsEveryFileAndRemovedFilesLeaveTheDisk) {
+  for (const bool opened : {true, false}) {
+    for (int i = 0; i < 3; ++i) WriteFile(paths[i], std::string("0123456789ab").substr(4 * i, 4));
+    CFnx_Dal_Storage document(location);
+    if (opened) {
+      ASSERT_TRUE(document.OpenForReading(nullptr));
+    }
+    EXPECT_FALSE(document.Resize(5)) << "a file not open for writing is not cut";
+    EXPECT_EQ(document.GetName(), location);
+    EXPECT_EQ(Contents(), "0123456789ab");
+    if (opened) {
+      std::string three(3, '\0');
+      EXPECT_EQ(document.Read(three.data(), 3, 2), 3);
+      EXPECT_EQ(three, "234");
+    }
+    EXPECT_TRUE(document.Resize(8)) << "the file before the new end stays whole";
+    EXPECT_EQ(document.GetSize(), 8);
+    EXPECT_FALSE(Osl_File_System::exists(paths[2])) << (opened ? "opened" : "never opened");
+  }
+}
+
 TEST_F(StoredDocument, DeleteGoesOnPastAMissingFile) {
   std::remove(paths[1].c_str());
   CFnx_Dal_Storage document(location);
