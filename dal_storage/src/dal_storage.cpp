@@ -13,6 +13,26 @@
 namespace {
 constexpr const char kSourceFile[] = "dal_storage/src/dal_storage";
 constexpr const char kTape[] = "tape";
+
+// Opens each file in list order; when one fails, the files opened before it
+// are closed again, so that no lock of theirs outlives the failed call.
+template <typename Open>
+void OpenEach(const std::list<DAFile*>& files, Open open) {
+  auto file = files.begin();
+  try {
+    for (; file != files.end(); ++file) open(**file);
+  } catch (...) {
+    for (auto opened = files.begin(); opened != file; ++opened) {
+      try {
+        (*opened)->Close();
+      } catch (...) {
+        // The failed open is what the caller hears of.
+      }
+    }
+    throw;
+  }
+}
+
 }  // namespace
 
 CFnx_Dal_Storage::CFnx_Dal_Storage() { Init(); }
@@ -132,7 +152,7 @@ void CFnx_Dal_Storage::ResetLocation(const std::string& location) {
 
 bool CFnx_Dal_Storage::OpenForReading(CFnx_Dal_Configuration* config) {
   if (m_isOpen) return false;
-  for (DAFile* file : m_files) file->OpenForReading(config);
+  OpenEach(m_files, [config](DAFile& file) { file.OpenForReading(config); });
   m_isOpen = true;
   return true;
 }
@@ -152,7 +172,7 @@ bool CFnx_Dal_Storage::OpenForWriting(const std::string& mediaType, CFnx_Dal_Con
   if (m_files.empty()) {
     AppendNewFile("CFnx_Dal_Storage::OpenForWriting: ");
   } else {
-    for (DAFile* file : m_files) file->OpenForWriting(m_fileCreateFlag);
+    OpenEach(m_files, [this](DAFile& file) { file.OpenForWriting(m_fileCreateFlag); });
   }
   m_isOpen = true;
   return true;
@@ -161,7 +181,7 @@ bool CFnx_Dal_Storage::OpenForWriting(const std::string& mediaType, CFnx_Dal_Con
 bool CFnx_Dal_Storage::ReOpenForWriting() {
   CFnx_Dal_Trace trace("CFnx_Dal_Storage::ReOpenForWriting()");
   if (m_isOpen) return false;
-  for (DAFile* file : m_files) file->OpenForUpdate();
+  OpenEach(m_files, [](DAFile& file) { file.OpenForUpdate(); });
   m_isOpen = true;
   return true;
 }

@@ -19,6 +19,11 @@
 #include "osl_directory.h"
 #include "temp_dir.h"
 
+#ifndef _WIN32
+#include <sys/wait.h>
+#include <unistd.h>
+#endif
+
 namespace {
 
 std::unique_ptr<CFnx_Dal_Configuration> DiskConfig(const std::string& root, int limit = 10) {
@@ -175,6 +180,33 @@ TEST_F(DiskFailures, TheDocumentLockHoldsUntilCloseAndTheLockfileOnlyDuringTheOp
   EXPECT_TRUE(update.ReOpenForWriting()) << "the lock goes with Close";
   update.Close(false);
 }
+
+#ifndef _WIN32
+// A worker forked while a document is open shares the open file; the
+// document lock must still go with the parent's Close, not with the worker.
+TEST_F(DiskFailures, TheDocumentLockGoesWithCloseWhileAForkedChildLives) {
+  std::unique_ptr<CFnx_Dal_Storage> document = OpenNew("doc");
+  int release[2];
+  ASSERT_EQ(pipe(release), 0);
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {  // keeps the inherited descriptors until the parent is done
+    close(release[1]);
+    alarm(30);
+    char byte;
+    _exit(read(release[0], &byte, 1) < 0 ? 1 : 0);
+  }
+  close(release[0]);
+  document->Close(false);
+  CFnx_Dal_Storage update(document->GetName());
+  EXPECT_NO_THROW(update.ReOpenForWriting());
+  update.Close(true);
+  close(release[1]);
+  int status = -1;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+}
+#endif
 
 TEST_F(DiskFailures, ADeleteThatCannotRemoveItsDirectoryReportsItAndFreesTheLockfile) {
   std::unique_ptr<CFnx_Dal_Storage> document = OpenNew("doc");
