@@ -32,7 +32,7 @@ std::string ReadWholeFile(const std::string& path) {
   try {
     buffer.reset(new char[static_cast<std::size_t>(size) + 1]);
   } catch (const std::bad_alloc&) {
-    DAL_THROW(Message("")["QRSDAL0005E"] << "CFnx_Dal_ConfigurationFileSystem::UpdateDirFile: ", 51, 12);
+    DAL_THROW("QRSDAL0005E", "CFnx_Dal_ConfigurationFileSystem::UpdateDirFile: ");
   }
   const int count = file.read(buffer.get(), static_cast<int>(size));
   file.close();
@@ -109,9 +109,8 @@ bool CFnx_Dal_ConfigurationFileSystem::UpdateDirFile(const std::string& director
   if (operation == kCountIn) {
     if (count >= limit) {
       if (limit >= kLeastLimit) return false;
-      DAL_THROW(Message("")["QRSDAL0637E"] << "CFnx_Dal_ConfigurationFileSystem::UpdateDirFile: "
-                                           << "MaxFilesPerDir" << limit << "Configuration",
-                1281, 8);
+      DAL_THROW("QRSDAL0637E", "CFnx_Dal_ConfigurationFileSystem::UpdateDirFile: ", "MaxFilesPerDir", limit,
+                "Configuration");
     }
     ++count;
   } else {
@@ -145,8 +144,7 @@ bool CFnx_Dal_ConfigurationFileSystem::UpdateDirFile(const std::string& director
     file.open(path, OSL_FILE_CREATE, OSL_ACCESS_READ_WRITE, 0);
     const int written = file.write(text.data(), static_cast<int>(text.size()));
     if (written < static_cast<int>(text.size())) {
-      DAL_THROW(Message("")["QRSDAL0808E"] << "CFnx_Dal_ConfigurationFileSystem::UpdateDirFile: " << "DirFile",
-                1281, 8);
+      DAL_THROW("QRSDAL0808E", "CFnx_Dal_ConfigurationFileSystem::UpdateDirFile: ", "DirFile");
     }
     file.close();
   } catch (...) {

@@ -88,9 +88,7 @@ void CFnx_Dal_TapeDev::RequireUsableBlockSize() const {
   // Every block is read into m_buffer and a record has to be a whole number
   // of blocks: any other size would overrun the buffer or split a record.
   if (!tape_block_size_valid(m_block_size)) {
-    DAL_THROW(Message("")["QRSDAL0540E"] << "CFnx_Dal_TapeDev::GetBlockSize: "
-                                         << static_cast<unsigned long long>(m_block_size),
-              1291, 8);
+    DAL_THROW("QRSDAL0540E", "CFnx_Dal_TapeDev::GetBlockSize: ", static_cast<unsigned long long>(m_block_size));
   }
 }
 
@@ -251,8 +249,7 @@ void CFnx_Dal_TapeDev::WriteTapeLabel() {
   PrepareNewTape();
   create_new_volume_info();
   ReadBlockSize();
-  CLogMsg log(nullptr, nullptr, 1);
-  log << LogSeverity{1} << "Backup: WriteTapeLabel " << std::string(m_vol_label.bytes(), kTapeLabelSize) << flush;
+  FnxLogLine("Backup: WriteTapeLabel ", std::string(m_vol_label.bytes(), kTapeLabelSize));
   WriteBuf(m_vol_label.bytes(), static_cast<int>(kTapeLabelSize), 1);
   GetCurrentPosition(m_position);
 }
@@ -352,8 +349,7 @@ void CFnx_Dal_TapeDev::BackupEnd() {
   CFnx_Dal_Trace trace("CFnx_Dal_TapeDev::BackupEnd");
   ReadBlockSize();
   const std::string message = "Backup ended: " + create_BackupVolumeStatus_string();
-  CLogMsg log(nullptr, nullptr, 1);
-  log << LogSeverity{1} << message << flush;
+  FnxLogLine(message);
   SetOperatorStatus(message);
 
   CFnx_Dal_ConfigValues values = OwnValues();
