@@ -9,9 +9,6 @@
 
 namespace {
 
-// The end of the recorded data as the drive reports it to a read.
-constexpr std::int32_t kNoDataDetected = 1104;
-
 bool IsEndOfData(const FNXError& error) { return error.Code() == kNoDataDetected; }
 
 template <std::size_t Width>

@@ -41,7 +41,11 @@ void FakeTapeDev::ReadBlocks(char* buffer, unsigned long long count) {
       throw end_of_tape_error(kSourceFile, __LINE__);
     }
     if (cartridge.unreadable.count(m_drive.m_position)) throw DriveFailure("ReadBlocks");
-    const std::string& block = cartridge.blocks[m_drive.m_position++];
+    const std::string& block = cartridge.blocks[m_drive.m_position];
+    // A block recorded at another size than the drive's fails, as a drive in
+    // fixed block mode reports it, and the drive does not move.
+    if (block.size() != m_drive.m_block_size) throw FNXError("ReadBlocks: invalid block length", 1106, 12, kSourceFile, __LINE__);
+    ++m_drive.m_position;
     std::memcpy(buffer + i * m_drive.m_block_size, block.data(), block.size());
   }
 }
