@@ -99,7 +99,8 @@ class FNX_API CFnx_Dal_TapeDev {
  public:
   // The backup run (dal_tape_dev.cpp). BackupStart accepts the tape in the
   // drive as the run's volume, or labels one, asking the operator if need be;
-  // BackupEnd closes the run and pushes where it ended.
+  // BackupEnd closes the run and pushes it; the end block stays behind the
+  // last file, wherever the drive stands.
   void BackupStart();
   void BackupEnd();
 
@@ -148,7 +149,7 @@ class FNX_API CFnx_Dal_TapeDev {
   bool TapeCheckIsSame(std::string& id_found);
   void WriteTapeLabel();
   // Status refresh from the drive's position into the own volume info and
-  // end block.
+  // end block; only where the drive stands at the end of the data.
   void set_config_values();
   // set_config_values, the status line, and the push.
   void UpdateConfigValues();
@@ -179,6 +180,10 @@ class FNX_API CFnx_Dal_TapeDev {
   void SetOwnValues(const CFnx_Dal_ConfigValues& values);
   void Push();
   void SetOperatorStatus(const std::string& text);
+  // The volume status record into the own volume info, without a refresh.
+  void ShareVolumeStatus();
+  // The status line into the own values, then the push.
+  void PushStatusLine();
 
   CFnx_Dal_ConfigurationTape m_config;        // own copy: the working values
   CFnx_Dal_ConfigurationTape& m_config_ref;   // the caller's: target of every push

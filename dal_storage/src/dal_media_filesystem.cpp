@@ -105,7 +105,7 @@ bool DAFileSystem::Read(char* buffer, std::uint32_t length, std::uint32_t& read,
     SetPosition(0, 0);
     m_position = 0;
   } else if (offset != 0 && offset != m_position) {
-    SetPosition(offset - m_position, 1);
+    SetPosition(offset, 0);  // absolute: the cached position may be stale
   }
   const std::int64_t count = TransferInChunks(length, [&](std::uint32_t done, int chunk) {
     return m_file.read(buffer + done, chunk);

@@ -74,7 +74,10 @@ bool DAFileSystem::Resize(std::int64_t size) {
   try {
     const os_native_handle handle = m_file.descriptor();
     SetPosition(size, 0);
-    if (!os_set_end_of_file(handle)) return false;
+    if (!os_set_end_of_file(handle)) {
+      SetPosition(m_position, 0);  // a read or write that goes on finds the file pointer where it was
+      return false;
+    }
     m_size = size;
     m_position = size;
     SetPosition(m_position, 0);

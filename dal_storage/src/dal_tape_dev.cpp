@@ -271,21 +271,30 @@ void CFnx_Dal_TapeDev::set_config_values() {
   CFnx_Dal_Tape_Position here;
   GetCurrentPosition(here);
   m_vol_status.refresh(here);
+  CFnx_Dal_ConfigValues values = OwnValues();
+  // Called only where the drive stands at the end of the data: behind a new
+  // volume label, behind the end label of a file, or at the end block where
+  // a run goes on. The end block follows it there and nowhere else, so the
+  // next run, on a new device object, continues behind the last file.
+  values.m_endBlock = here.offset_low();
+  SetOwnValues(values);
+  ShareVolumeStatus();
+}
+
+void CFnx_Dal_TapeDev::ShareVolumeStatus() {
   m_vol_status.note_used_blocks();
   tape_blank_pass(m_vol_status.bytes(), sizeof m_vol_status);
   CFnx_Dal_ConfigValues values = OwnValues();
   values.m_volumeInfo = tape_volume_info_refresh(values.m_volumeInfo, m_vol_status);
-  // The end block follows the status position at every refresh. A run that
-  // ends without BackupEnd (a restore ends it, or the process stops) would
-  // otherwise leave the block where it started, and the next run would write
-  // over the files it made; after a change of volume it would name a block
-  // of the old one.
-  values.m_endBlock = here.offset_low();
   SetOwnValues(values);
 }
 
 void CFnx_Dal_TapeDev::UpdateConfigValues() {
   set_config_values();
+  PushStatusLine();
+}
+
+void CFnx_Dal_TapeDev::PushStatusLine() {
   CFnx_Dal_ConfigValues values = OwnValues();
   values.m_statusLine = create_BackupVolumeStatus_string();
   SetOwnValues(values);
@@ -361,12 +370,10 @@ void CFnx_Dal_TapeDev::BackupEnd() {
   values.m_backupFlag = false;
   values.m_newVolume2 = false;
   SetOwnValues(values);
-  UpdateConfigValues();
-
-  GetCurrentPosition(m_position);
-  values = OwnValues();
-  values.m_endBlock = m_position.offset_low();
-  // The caller has this block already: the push of UpdateConfigValues
-  // carried it with the status position.
-  SetOwnValues(values);
+  // The drive may stand anywhere by now: inside the data after a restore, at
+  // block 0 after a reload, or on another tape. Its position is no end of
+  // the data, so the end block and the volume's account stay as the last
+  // label written left them, and the next run goes on behind the last file.
+  ShareVolumeStatus();
+  PushStatusLine();
 }

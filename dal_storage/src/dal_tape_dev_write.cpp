@@ -82,6 +82,9 @@ void CFnx_Dal_TapeDev::FileWriteStart() {
     bool foreign = false;
     try {
       ReadBlockSize();
+      // The file starts at the run's end block, not wherever the drive
+      // stands: after a reload of the tape that would be the volume label.
+      GotoEndOfDataUnixCompatible();
       GetCurrentPosition(m_position);
       set_file_label(m_file_label);
       m_buf_pos = kTapeRecordHeader;
