@@ -152,14 +152,24 @@ void CFnx_Dal_TapeDev::TapeCheckIsNew() {
   for (;;) {
     aux_Verify_Tape_In_Drive();
     m_position.set(0, 0);
+    std::string unreadable;
     try {
       GotoPosition(m_position);
       ReadBlocks(m_buffer, 1);
-    } catch (const FNXError&) {
-      return;  // a tape that cannot be read at block 0 counts as new
+    } catch (const end_of_tape_error&) {
+      return;  // nothing recorded at block 0: a blank tape
+    } catch (const FNXError& error) {
+      if (error.Code() == kNoDataDetected) return;
+      // Any other failure is no proof of a blank tape: a volume written with
+      // another block size than the drive's fails here, and labelling would
+      // destroy it. The operator decides, as for data without a label.
+      unreadable = error.Text();
     }
     std::string question;
-    if (tape_is_volume_label(m_buffer)) {
+    if (!unreadable.empty()) {
+      question = "A new tape expected. Tape in the drive cannot be read at its start: " + unreadable +
+                 "\nIt may hold data written with another block size.\nPlease insert a new tape";
+    } else if (tape_is_volume_label(m_buffer)) {
       question = "A new tape expected. Tape in the drive has been labeled already,\nlabel: " +
                  DescribeVolumeLabel(m_buffer) + "\nPlease insert a new tape";
     } else {
