@@ -88,25 +88,25 @@ void DAFileSystem::MakeDirectories(const std::string& directory) {
 
 void DAFileSystem::OpenForReading(const std::string&, CFnx_Dal_Configuration*) {
   CFnx_Dal_Trace trace("DAFileSystem::OpenForReading()");
-  DAL_THROW(Message("")["QRSDAL0512E"] << "DAFileSystem:OpenForReading: " << "disk", 52, 8);
+  DAL_THROW("QRSDAL0512E", "DAFileSystem:OpenForReading: ", "disk");
 }
 
 void DAFileSystem::OpenForReading(const std::string& location) {
   CFnx_Dal_Trace trace("DAFileSystem::OpenForReading()");
   m_location = location;
-  OpenExisting("DAFileSystem:OpenForReading: ", OSL_ACCESS_READ, "QRSDAL0504E", 1284);
+  OpenExisting("DAFileSystem:OpenForReading: ", OSL_ACCESS_READ, "QRSDAL0504E");
   GetFileSize();
   m_position = 0;
 }
 
-void DAFileSystem::OpenExisting(const char* context, int access, const char* missingId, std::int32_t missingCode) {
-  if (!Osl_File_System::exists(m_location)) DAL_THROW(Message("")[missingId] << context << m_location, missingCode, 8);
+void DAFileSystem::OpenExisting(const char* context, int access, DalMessageId missingId) {
+  if (!Osl_File_System::exists(m_location)) DAL_THROW(missingId, context, m_location);
   m_openFlags = 0;
   m_accessMode = access;
   try {
     Open();
   } catch (const os_file_toolkit_error& error) {
-    DAL_THROW(Message("")["QRSDAL0200E"] << context << "" << error.native(), 1287, 8);
+    DAL_THROW("QRSDAL0200E", context, "", error.native());
   }
 }
 
