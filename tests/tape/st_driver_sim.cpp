@@ -69,6 +69,7 @@ struct StDriverSim::Overrides {
       if (std::strncmp(path, "/dev/nst", 8) == 0 || std::strncmp(path, "/sys/dev/char/9:", 16) == 0) return Fail(ENOENT);
       return os_syscalls{}.open(path, flags, mode);
     }
+    if (s.open_error) return Fail(s.open_error);
     if (s.open) return Fail(EBUSY);
     if (!(flags & O_NONBLOCK) && !s.medium) {
       s.blocking_open = true;  // the real driver would wait here for minutes

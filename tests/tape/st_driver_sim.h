@@ -36,6 +36,7 @@ class StDriverSim {
   std::uint32_t physical_end = UINT_MAX;   // no block is written at or past it
   bool unit_attention = false;          // a new cartridge: I/O fails with EIO until the next open
   bool blocking_open = false;           // an open without O_NONBLOCK was made
+  int open_error = 0;                   // an open fails with it (EACCES: the node's permission)
 
   // The driver's own state.
   bool open = false;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <cerrno>
 #include <linux/mtio.h>
 
 #include <functional>
@@ -78,10 +79,12 @@ TEST(LinuxTape, OpenAnswersAtOnceWithTheNumberOfTheCondition) {
       {"\\\\.\\TAPE0", [](StDriverSim&) {}, OS_TAPE_NO_ERROR},
       {"\\\\.\\tape3", [](StDriverSim&) {}, OS_TAPE_FILE_NOT_FOUND},  // /dev/nst3
       {"/dev/nst0", [](StDriverSim& sim) { sim.open = true; }, OS_TAPE_SHARING_VIOLATION},
+      {"/dev/nst0", [](StDriverSim& sim) { sim.open_error = EACCES; }, OS_TAPE_ACCESS_DENIED},
+      {"/dev/nst0", [](StDriverSim& sim) { sim.open_error = ENXIO; }, OS_TAPE_FILE_NOT_FOUND},
       {"/dev/nst0", [](StDriverSim& sim) { sim.medium = false; }, OS_TAPE_NO_ERROR},
   };
   for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
+    SCOPED_TRACE(std::string(row.name) + " " + std::to_string(row.expected));
     StDriverSim sim;
     row.before(sim);
     std::uint32_t error = 99;

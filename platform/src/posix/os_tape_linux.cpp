@@ -76,11 +76,8 @@ std::uint32_t PlainNumber(int error) {
     case ENXIO:
     case ENODEV:
       return OS_TAPE_FILE_NOT_FOUND;
-    case EACCES:  // a write or filemark on a protected medium
-    case EROFS:
+    case EACCES:  // a write, filemark or erase on a protected medium
       return OS_TAPE_WRITE_PROTECT;
-    case EPERM:
-      return OS_TAPE_ACCESS_DENIED;
     case EBUSY:  // the driver allows one open
       return OS_TAPE_SHARING_VIOLATION;
     case EINVAL:
@@ -96,6 +93,11 @@ std::uint32_t PlainNumber(int error) {
     default:
       return OS_TAPE_IO_DEVICE;
   }
+}
+
+// At open, EACCES is the device node's permission, not a protected medium.
+std::uint32_t OpenNumber(int error) {
+  return error == EACCES || error == EPERM ? OS_TAPE_ACCESS_DENIED : PlainNumber(error);
 }
 
 bool NoMedium(const mtget& status) { return GMT_DR_OPEN(status.mt_gstat) || !GMT_ONLINE(status.mt_gstat); }
@@ -297,7 +299,7 @@ class st_drive final : public os_tape_drive {
     os_sys.close(m_fd);
     m_fd = os_sys.open(m_path.c_str(), kOpenFlags, 0);
     if (m_fd >= 0) return OS_TAPE_NO_ERROR;
-    m_lost = PlainNumber(errno);
+    m_lost = OpenNumber(errno);
     return m_lost;
   }
 
@@ -350,7 +352,7 @@ std::unique_ptr<os_tape_drive> os_tape_open_system(const std::string& name, std:
   const std::string path = DevicePath(name);
   const int fd = os_sys.open(path.c_str(), kOpenFlags, 0);
   if (fd < 0) {
-    *error = PlainNumber(errno);
+    *error = OpenNumber(errno);
     return nullptr;
   }
   mtget status{};
