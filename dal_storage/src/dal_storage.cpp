@@ -13,6 +13,26 @@
 namespace {
 constexpr const char kSourceFile[] = "dal_storage/src/dal_storage";
 constexpr const char kTape[] = "tape";
+
+// Opens each file in list order; when one fails, the files opened before it
+// are closed again, so that no lock of theirs outlives the failed call.
+template <typename Open>
+void OpenEach(const std::list<DAFile*>& files, Open open) {
+  auto file = files.begin();
+  try {
+    for (; file != files.end(); ++file) open(**file);
+  } catch (...) {
+    for (auto opened = files.begin(); opened != file; ++opened) {
+      try {
+        (*opened)->Close();
+      } catch (...) {
+        // The failed open is what the caller hears of.
+      }
+    }
+    throw;
+  }
+}
+
 }  // namespace
 
 CFnx_Dal_Storage::CFnx_Dal_Storage() { Init(); }
@@ -48,7 +68,7 @@ CFnx_Dal_Storage::CFnx_Dal_Storage(const CFnx_Dal_Storage& other)
       try {
         copy = std::make_unique<DAFile>(*file);
       } catch (const std::bad_alloc&) {
-        DAL_THROW(Message("")["QRSDAL0005E"] << "CFnx_Dal_Storage: ", 51, 12);
+        DAL_THROW("QRSDAL0005E", "CFnx_Dal_Storage: ");
       }
       m_files.push_back(copy.release());
     }
@@ -108,7 +128,7 @@ void CFnx_Dal_Storage::InitLocation(const std::string& location) {
   if (list) {
     ParseLocation(location, tokens);
     if (tokens.empty()) {
-      DAL_THROW(Message("")["QRSDAL0510E"] << "CFnx_Dal_Storage::InitLocation: " << location, 1282, 8);
+      DAL_THROW("QRSDAL0510E", "CFnx_Dal_Storage::InitLocation: ", location);
     }
   } else {
     tokens.push_back(location);
@@ -118,7 +138,7 @@ void CFnx_Dal_Storage::InitLocation(const std::string& location) {
     try {
       file = std::make_unique<DAFile>(token, list);
     } catch (const std::bad_alloc&) {
-      DAL_THROW(Message("")["QRSDAL0005E"] << "CFnx_Dal_Storage::InitLocation: ", 51, 12);
+      DAL_THROW("QRSDAL0005E", "CFnx_Dal_Storage::InitLocation: ");
     }
     m_files.push_back(file.release());
   }
@@ -132,7 +152,7 @@ void CFnx_Dal_Storage::ResetLocation(const std::string& location) {
 
 bool CFnx_Dal_Storage::OpenForReading(CFnx_Dal_Configuration* config) {
   if (m_isOpen) return false;
-  for (DAFile* file : m_files) file->OpenForReading(config);
+  OpenEach(m_files, [config](DAFile& file) { file.OpenForReading(config); });
   m_isOpen = true;
   return true;
 }
@@ -144,15 +164,14 @@ bool CFnx_Dal_Storage::OpenForWriting(const std::string& mediaType, CFnx_Dal_Con
   // No configuration names no media: refused like a configuration of another one.
   const std::string configName = config ? config->GetName() : std::string();
   if (!config || configName != mediaType) {
-    DAL_THROW(Message("")["QRSDAL0507E"] << "CFnx_Dal_Storage::OpenForWriting: " << configName << mediaType,
-              1287, 8);
+    DAL_THROW("QRSDAL0507E", "CFnx_Dal_Storage::OpenForWriting: ", configName, mediaType);
   }
   m_mediaType = mediaType;
   m_config = config;
   if (m_files.empty()) {
     AppendNewFile("CFnx_Dal_Storage::OpenForWriting: ");
   } else {
-    for (DAFile* file : m_files) file->OpenForWriting(m_fileCreateFlag);
+    OpenEach(m_files, [this](DAFile& file) { file.OpenForWriting(m_fileCreateFlag); });
   }
   m_isOpen = true;
   return true;
@@ -161,7 +180,7 @@ bool CFnx_Dal_Storage::OpenForWriting(const std::string& mediaType, CFnx_Dal_Con
 bool CFnx_Dal_Storage::ReOpenForWriting() {
   CFnx_Dal_Trace trace("CFnx_Dal_Storage::ReOpenForWriting()");
   if (m_isOpen) return false;
-  for (DAFile* file : m_files) file->OpenForUpdate();
+  OpenEach(m_files, [](DAFile& file) { file.OpenForUpdate(); });
   m_isOpen = true;
   return true;
 }
@@ -171,7 +190,7 @@ DAFile* CFnx_Dal_Storage::AppendNewFile(const char* context) {
   try {
     file = std::make_unique<DAFile>();
   } catch (const std::bad_alloc&) {
-    DAL_THROW(Message("")["QRSDAL0005E"] << context, 51, 12);
+    DAL_THROW("QRSDAL0005E", context);
   }
   // A file whose open fails has no place: it never joins the list, so no
   // location names it and the document's earlier files stay readable.
@@ -198,8 +217,7 @@ bool CFnx_Dal_Storage::Write(const char* data, std::uint32_t length, std::uint32
   // a parsed location) has no place in any file: the media would write at
   // wherever its file pointer stands and grow a file that another follows.
   if (!target || (position != -1 && position < target->GetFrom())) {
-    DAL_THROW(Message("")["QRSDAL0508E"] << "CFnx_Dal_Storage::Write: " << tos(position) << tos(GetSize()),
-              1288, 8);
+    DAL_THROW("QRSDAL0508E", "CFnx_Dal_Storage::Write: ", tos(position), tos(GetSize()));
   }
   auto current = std::find(m_files.begin(), m_files.end(), target);
   const DAFile* addedHere = nullptr;  // the file this call joined to the document, if any
@@ -238,7 +256,7 @@ bool CFnx_Dal_Storage::Write(const char* data, std::uint32_t length, std::uint32
     if (!last) {
       target = *++current;
     } else if (m_fixedLocation || !m_config) {  // without a configuration no new file has a place
-      DAL_THROW(Message("")["QRSDAL0509E"] << "CFnx_Dal_Storage::Write: ", 1289, 8);
+      DAL_THROW("QRSDAL0509E", "CFnx_Dal_Storage::Write: ");
     } else {
       target = AppendNewFile("CFnx_Dal_Storage::Write: ");
       current = std::prev(m_files.end());
@@ -349,14 +367,14 @@ void CFnx_Dal_Storage::SetFileCreateFlag(bool create) { m_fileCreateFlag = creat
 void CFnx_Dal_Storage::BackupStart(CFnx_Dal_Configuration* config) {
   const std::string name = config ? config->GetName() : std::string();  // no media has an empty name
   std::unique_ptr<DAMedia> media(CFnx_Dal_MediaFactory::Instance()->Create(name));
-  if (!media) DAL_THROW(Message("")["QRSDAL0516E"] << "CFnx_Dal_Storage::BackupStart: " << name, 1280, 12);
+  if (!media) DAL_THROW("QRSDAL0516E", "CFnx_Dal_Storage::BackupStart: ", name);
   media->BackupStart(config);
 }
 
 void CFnx_Dal_Storage::BackupEnd(CFnx_Dal_Configuration* config) {
   const std::string name = config ? config->GetName() : std::string();  // no media has an empty name
   std::unique_ptr<DAMedia> media(CFnx_Dal_MediaFactory::Instance()->Create(name));
-  if (!media) DAL_THROW(Message("")["QRSDAL0516E"] << "CFnx_Dal_Storage::BackupEnd: " << name, 1280, 12);
+  if (!media) DAL_THROW("QRSDAL0516E", "CFnx_Dal_Storage::BackupEnd: ", name);
   media->BackupEnd(config);
 }
 

@@ -19,6 +19,11 @@
 #include "osl_directory.h"
 #include "temp_dir.h"
 
+#ifndef _WIN32
+#include <sys/wait.h>
+#include <unistd.h>
+#endif
+
 namespace {
 
 std::unique_ptr<CFnx_Dal_Configuration> DiskConfig(const std::string& root, int limit = 10) {
@@ -52,6 +57,13 @@ TEST(StorageRefusals, EachRaisesItsFNXErrorAndChangesNothing) {
   const auto openNew = [](const std::string& media, CFnx_Dal_Configuration* config) {
     CFnx_Dal_Storage().OpenForWriting(media, config);
   };
+  // A root or an extension that would make a location the parser refuses.
+  const std::string splitRoot = dir.Join("a,b");
+  const auto openWith = [&](const std::string& root, const std::string& extension) {
+    CFnx_Dal_Storage document;
+    document.SetFileExtension(extension);
+    document.OpenForWriting("disk", DiskConfig(root).get());
+  };
   struct Row {
     std::function<void()> call;
     const char* id;
@@ -75,6 +87,13 @@ TEST(StorageRefusals, EachRaisesItsFNXErrorAndChangesNothing) {
       {[&] { openNew("DISK", disk.get()); }, "QRSDAL0507E", 1287, 8, "'DISK'"},
       {[&] { openNew("disk", &tape); }, "QRSDAL0507E", 1287, 8, "'disk'"},
       {[&] { openNew("disk", nullptr); }, "QRSDAL0507E", 1287, 8, ""},
+      {[&] { openWith("", ""); }, "QRSDAL0502E", 1282, 12, "root ''"},
+      {[&] { openWith(splitRoot, ""); }, "QRSDAL0502E", 1282, 12, splitRoot},
+      {[&] { openWith(dir.Join("a@b"), ""); }, "QRSDAL0502E", 1282, 12, "a@b"},
+      {[&] { openWith(dir.Join("a#b"), ""); }, "QRSDAL0502E", 1282, 12, "a#b"},
+      {[&] { openWith(root, "x#y"); }, "QRSDAL0502E", 1282, 12, "extension 'x#y'"},
+      {[&] { openWith(root, "@"); }, "QRSDAL0502E", 1282, 12, "extension '@'"},
+      {[&] { openWith(root, "a,b"); }, "QRSDAL0502E", 1282, 12, "extension 'a,b'"},
       {[&] { stored.Write("x", 1, written, 2); }, "QRSDAL0508E", 1288, 8, "2"},  // before its file
       {[&] { stored.Write("x", 1, written, -2); }, "QRSDAL0508E", 1288, 8, "-2"},
       {[&] { stored.Write("x", 1, written, 9); }, "QRSDAL0508E", 1288, 8, "9"},  // one past the end
@@ -94,6 +113,8 @@ TEST(StorageRefusals, EachRaisesItsFNXErrorAndChangesNothing) {
   EXPECT_EQ(ReadFile(existing), "kept");
   EXPECT_FALSE(Osl_File_System::exists(missing));
   EXPECT_FALSE(Osl_File_System::exists(root)) << "no refused open, and no disk backup, makes the root";
+  EXPECT_FALSE(Osl_File_System::exists(splitRoot));
+  EXPECT_FALSE(Osl_File_System::exists("lockfile")) << "an empty root is not the working directory";
 }
 
 // True when nobody holds the root's lockfile: a lock without waiting is granted.
@@ -175,6 +196,33 @@ TEST_F(DiskFailures, TheDocumentLockHoldsUntilCloseAndTheLockfileOnlyDuringTheOp
   EXPECT_TRUE(update.ReOpenForWriting()) << "the lock goes with Close";
   update.Close(false);
 }
+
+#ifndef _WIN32
+// A worker forked while a document is open shares the open file; the
+// document lock must still go with the parent's Close, not with the worker.
+TEST_F(DiskFailures, TheDocumentLockGoesWithCloseWhileAForkedChildLives) {
+  std::unique_ptr<CFnx_Dal_Storage> document = OpenNew("doc");
+  int release[2];
+  ASSERT_EQ(pipe(release), 0);
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {  // keeps the inherited descriptors until the parent is done
+    close(release[1]);
+    alarm(30);
+    char byte;
+    _exit(read(release[0], &byte, 1) < 0 ? 1 : 0);
+  }
+  close(release[0]);
+  document->Close(false);
+  CFnx_Dal_Storage update(document->GetName());
+  EXPECT_NO_THROW(update.ReOpenForWriting());
+  update.Close(true);
+  close(release[1]);
+  int status = -1;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+}
+#endif
 
 TEST_F(DiskFailures, ADeleteThatCannotRemoveItsDirectoryReportsItAndFreesTheLockfile) {
   std::unique_ptr<CFnx_Dal_Storage> document = OpenNew("doc");

@@ -5,7 +5,12 @@
 #include <string>
 #include <vector>
 
+#include <functional>
+#include <memory>
+
+#include "dal_configuration.h"
 #include "dal_storage.h"
+#include "fnx_error.h"
 #include "osl_directory.h"
 #include "temp_dir.h"
 
@@ -109,6 +114,27 @@ TEST_F(StoredDocument, AFailedCutKeepsEveryFileAndRemovedFilesLeaveTheDisk) {
     EXPECT_TRUE(document.Resize(8)) << "the file before the new end stays whole";
     EXPECT_EQ(document.GetSize(), 8);
     EXPECT_FALSE(Osl_File_System::exists(paths[2])) << (opened ? "opened" : "never opened");
+  }
+}
+
+// An open that fails at a later file closes the files it had opened, so
+// their locks do not outlive the failed call.
+TEST_F(StoredDocument, AFailedOpenClosesTheFilesItOpened) {
+  std::unique_ptr<CFnx_Dal_Configuration> config(Create_Dal_Configuration("disk", CFnx_Dal_ConfigValues()));
+  CFnx_Dal_Storage holder(paths[1]);
+  ASSERT_TRUE(holder.ReOpenForWriting());
+  const std::function<void(CFnx_Dal_Storage&)> opens[] = {
+      [](CFnx_Dal_Storage& document) { document.ReOpenForWriting(); },
+      [&](CFnx_Dal_Storage& document) { document.OpenForWriting("disk", config.get()); },
+  };
+  for (const auto& open : opens) {
+    CFnx_Dal_Storage document(location);
+    document.SetFileCreateFlag(false);
+    EXPECT_THROW(open(document), FNXError) << "the second file is locked";
+    document.Close(false);
+    CFnx_Dal_Storage first(paths[0]);
+    EXPECT_NO_THROW(first.ReOpenForWriting()) << "the first file is free again";
+    first.Close(true);
   }
 }
 

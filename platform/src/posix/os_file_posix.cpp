@@ -21,14 +21,27 @@ struct flock ToFlock(const os_file_lock& lock, short type) {
   return record;
 }
 
+// Closing a descriptor that a forked child shares leaves its locks with the
+// child: they are released first, as the Win32 close does. Failures are
+// ignored, since the close that follows is what the caller asked for.
+void ReleaseLocks(int fd) {
+  struct flock record = ToFlock(os_file_lock(1, 0, 0, 0), F_UNLCK);
+  const int saved = errno;
+  os_sys.fcntl_lock(fd, F_OFD_SETLK, &record);
+  errno = saved;
+}
+
 }  // namespace
 
 os_file::~os_file() {
-  if (is_open()) os_sys.close(Fd(m_handle));
+  if (!is_open()) return;
+  ReleaseLocks(Fd(m_handle));
+  os_sys.close(Fd(m_handle));
 }
 
 void os_file::close() {
   if (!is_open()) return;
+  ReleaseLocks(Fd(m_handle));
   // POSIX leaves the descriptor closed even when close reports an error; the
   // error still reaches the caller, as a lost write would.
   const int result = os_sys.close(Fd(m_handle));
