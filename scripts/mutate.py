@@ -8,7 +8,15 @@ negated, a + made a - (and back), a statement dropped. Each mutant is applied
 alone in a scratch copy of the tree, rebuilt incrementally (Ninja, plain Debug,
 ccache, no sanitizers) and the suites run under a time limit, fastest first,
 stopping at the first that fails. A mutant that does not compile does not
-count. The order of the mutants comes from a hash of the seed and of what each
+count.
+
+Only the suites that can see a mutant run it: a coverage build, made once per
+state of the tree, records which suite executes which line of the library. A
+line that no suite executes needs no run (its mutant survives once it
+compiles); a line that holds no code of its own in the coverage data (a
+constant, a declaration) is run against every suite. Code that only a child
+killed with SIGKILL executes leaves no coverage; every such path here is also
+taken by its parent. The order of the mutants comes from a hash of the seed and of what each
 mutant is (file, change, text of its line, which occurrence), so a fixed seed
 and sample size pick the same mutants again, and mostly the same ones after
 unrelated lines of the file changed.
@@ -228,8 +236,12 @@ class Build:
         if rc != 0:
             sys.exit("cmake failed:\n" + out)
 
-    def build(self):
-        rc, out = run(["cmake", "--build", self.dir, "-j", str(self.jobs)], self.src, env=self.env)
+    def build(self, targets=()):
+        """Builds the library and the given suites (everything without)."""
+        cmd = ["cmake", "--build", self.dir, "-j", str(self.jobs)]
+        if targets:
+            cmd += ["--target", "dal_storage_static", "dal_storage"] + list(targets)
+        rc, out = run(cmd, self.src, env=self.env)
         return rc == 0, out
 
     def suites(self):
@@ -245,6 +257,81 @@ class Build:
         if rc is None or "Timeout" in out:
             return "timeout", took
         return ("pass" if rc == 0 else "fail"), took
+
+
+def tree_digest(root):
+    digest = hashlib.sha256()
+    listed = subprocess.run(["git", "ls-files", "-z"], cwd=root, check=True,
+                            stdout=subprocess.PIPE).stdout.decode().split("\0")
+    for rel in sorted(filter(None, listed)):
+        if rel.startswith(("scripts/", "docs/", "bench/", "fuzz/")):
+            continue  # no part of the suites' build
+        path = os.path.join(root, rel)
+        if os.path.isfile(path):
+            with open(path, "rb") as f:
+                digest.update(rel.encode() + b"\0" + f.read())
+    return digest.hexdigest()
+
+
+def coverage_map(scratch, jobs):
+    """{file: {line: [suites that execute it]}} for the library's sources,
+    from a --coverage build of the scratch tree; cached per tree content."""
+    src, cov = os.path.join(scratch, "src"), os.path.join(scratch, "coverage")
+    digest = tree_digest(src)
+    cache = os.path.join(scratch, "coverage.json")
+    if os.path.isfile(cache):
+        with open(cache) as f:
+            cached = json.load(f)
+        if cached.get("digest") == digest:
+            return cached["lines"]
+    env = dict(os.environ, CCACHE_BASEDIR=scratch, CCACHE_NOHASHDIR="1")
+    flags = ["-DCMAKE_%s_FLAGS=--coverage" % kind for kind in ("CXX", "EXE_LINKER", "SHARED_LINKER")]
+    for cmd in (["cmake", "-S", src, "-B", cov, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug",
+                 "-DCMAKE_CXX_COMPILER_LAUNCHER=ccache", "-DFNX_WERROR=OFF"] + flags,
+                ["cmake", "--build", cov, "-j", str(jobs)]):
+        rc, out = run(cmd, src, env=env)
+        if rc != 0:
+            sys.exit("coverage build failed:\n" + out[-3000:])
+    _, listing = run(["ctest", "--test-dir", cov, "-N"], src, env=env)
+    lines = {}
+    for suite in re.findall(r"Test\s+#\d+: (\S+)", listing):
+        gcda = []
+        for dirpath, _, names in os.walk(cov):
+            for name in names:
+                if name.endswith(".gcda"):
+                    os.remove(os.path.join(dirpath, name))
+        run(["ctest", "--test-dir", cov, "-R", "^%s$" % re.escape(suite)], src, env=env)
+        for top in ("dal_storage", "platform"):
+            for dirpath, _, names in os.walk(os.path.join(cov, top)):
+                gcda += [os.path.join(dirpath, n) for n in names if n.endswith(".gcda")]
+        if not gcda:
+            continue
+        proc = subprocess.run(["gcov", "--stdout", "--json-format"] + gcda, cwd=cov,
+                              stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        for document in proc.stdout.splitlines():
+            if not document.startswith("{"):
+                continue
+            for entry in json.loads(document).get("files", []):
+                rel = os.path.relpath(os.path.normpath(os.path.join(cov, entry["file"])), src)
+                if rel.startswith(".."):
+                    continue
+                per_line = lines.setdefault(rel, {})
+                for line in entry["lines"]:
+                    suites = per_line.setdefault(str(line["line_number"]), [])
+                    if line["count"] > 0 and suite not in suites:
+                        suites.append(suite)
+    with open(cache, "w") as f:
+        json.dump({"digest": digest, "lines": lines}, f)
+    return lines
+
+
+def suites_for(coverage, mutant, all_suites):
+    """The suites that execute the mutant's line; all of them when the line
+    holds no code of its own."""
+    per_line = coverage.get(mutant["file"], {})
+    if str(mutant["line"]) not in per_line:
+        return list(all_suites)
+    return [s for s in all_suites if s in per_line[str(mutant["line"])]]
 
 
 # ---------------------------------------------------------------------------
@@ -293,7 +380,8 @@ def report(args, head, results, suites, started):
             lines.append("%-52s %3d/%-3d" % (path, e["killed"], e["run"]))
     lines += ["", "survivors (%d):" % len(survivors)]
     for r in sorted(survivors, key=lambda r: (r["file"], r["line"])):
-        lines.append("  %s:%d %s %s" % (r["file"], r["line"], r["kind"], r["change"]))
+        lines.append("  %s:%d %s %s%s" % (r["file"], r["line"], r["kind"], r["change"],
+                                          "" if r["suites"] else "  (no suite executes the line)"))
         lines.append("      - %s" % r["original"].strip())
         lines.append("      + %s" % r["mutated"].strip())
     with open(os.path.join(args.work, "report.txt"), "w") as f:
@@ -349,6 +437,8 @@ def main():
         suites[name] = round(took, 2)
     order = sorted(suites, key=suites.get)  # fastest first: most mutants die early
     print("suites (s): %s" % suites, flush=True)
+    coverage = coverage_map(args.work, args.jobs)
+    print("coverage map: %d files" % len(coverage), flush=True)
 
     started, results, compiling = time.time(), [], 0
     for mutant in mutants:
@@ -361,13 +451,14 @@ def main():
         assert lines[mutant["line"] - 1] == mutant["original"]
         lines[mutant["line"] - 1] = mutant["mutated"]
         write(path, "\n".join(lines))
+        targets = suites_for(coverage, mutant, order)
         try:
-            ok, _ = build.build()
-            result = dict(mutant, outcome="not compiling", killed_by=None)
+            ok, _ = build.build(targets)
+            result = dict(mutant, outcome="not compiling", killed_by=None, suites=targets)
             if ok:
                 compiling += 1
                 result["outcome"] = "survived"
-                for name in order:
+                for name in targets:
                     outcome, _ = build.run_suite(name)
                     if outcome != "pass":
                         result["outcome"], result["killed_by"] = (
@@ -378,7 +469,8 @@ def main():
         results.append(result)
         print("[%d/%d] %s:%d %s %s: %s%s" % (compiling, args.sample, mutant["file"], mutant["line"],
                                               mutant["kind"], mutant["change"], result["outcome"],
-                                              " by " + result["killed_by"] if result["killed_by"] else ""),
+                                              " by " + result["killed_by"] if result["killed_by"]
+                                              else "" if targets else " (no suite runs the line)"),
               flush=True)
         report(args, head, results, suites, started)
     build.build()  # leave the scratch build matching the sources
