@@ -29,6 +29,7 @@ standard library only; needs cmake, ninja, ccache and the suites' build deps.
 """
 import argparse
 import hashlib
+import io
 import json
 import os
 import re
@@ -36,10 +37,11 @@ import shutil
 import signal
 import subprocess
 import sys
+import tarfile
 import time
 
 TOP = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-SOURCE_DIRS = ("dal_storage/src", "platform/src")
+SOURCE_DIRS = ("dal_storage/src/", "platform/src/")
 SKIP_DIRS = ("platform/src/win32/",)  # not compiled by a native build
 
 # ---------------------------------------------------------------------------
@@ -195,18 +197,35 @@ def run(cmd, cwd, limit=None, env=None):
         return None, out.decode(errors="replace")
 
 
-def sync_tree(source, scratch):
-    """Copies the tracked files (as they stand in the working tree) into
-    scratch, touching only files whose content differs, so that the scratch
-    build stays incremental from one run to the next."""
+def tree_files(source, commit):
+    """(path, bytes) of every tracked file: as committed at `commit`, or as
+    it stands in the working tree."""
+    if commit:
+        archive = subprocess.run(["git", "archive", "--format=tar", commit], cwd=source, check=True,
+                                 stdout=subprocess.PIPE).stdout
+        with tarfile.open(fileobj=io.BytesIO(archive)) as tar:
+            for member in tar.getmembers():
+                if member.isfile():
+                    yield member.name, tar.extractfile(member).read()
+        return
     listed = subprocess.run(["git", "ls-files", "-z"], cwd=source, check=True,
                             stdout=subprocess.PIPE).stdout.decode().split("\0")
-    for rel in filter(None, listed):
-        src, dst = os.path.join(source, rel), os.path.join(scratch, rel)
-        if not os.path.isfile(src):
-            continue
-        with open(src, "rb") as f:
-            data = f.read()
+    for rel in sorted(filter(None, listed)):
+        path = os.path.join(source, rel)
+        if os.path.isfile(path):
+            with open(path, "rb") as f:
+                yield rel, f.read()
+
+
+def sync_tree(files, scratch):
+    """Writes the files into scratch, touching only those whose content
+    differs, so that the scratch build stays incremental from one run to the
+    next. Returns a digest of what the suites' build reads."""
+    digest = hashlib.sha256()
+    for rel, data in sorted(files):
+        dst = os.path.join(scratch, rel)
+        if not rel.startswith(("scripts/", "docs/", "bench/", "fuzz/")):
+            digest.update(rel.encode() + b"\0" + data)
         if os.path.isfile(dst):
             with open(dst, "rb") as f:
                 if f.read() == data:
@@ -214,6 +233,7 @@ def sync_tree(source, scratch):
         os.makedirs(os.path.dirname(dst), exist_ok=True)
         with open(dst, "wb") as f:
             f.write(data)
+    return digest.hexdigest()
 
 
 def write(path, text):
@@ -259,25 +279,10 @@ class Build:
         return ("pass" if rc == 0 else "fail"), took
 
 
-def tree_digest(root):
-    digest = hashlib.sha256()
-    listed = subprocess.run(["git", "ls-files", "-z"], cwd=root, check=True,
-                            stdout=subprocess.PIPE).stdout.decode().split("\0")
-    for rel in sorted(filter(None, listed)):
-        if rel.startswith(("scripts/", "docs/", "bench/", "fuzz/")):
-            continue  # no part of the suites' build
-        path = os.path.join(root, rel)
-        if os.path.isfile(path):
-            with open(path, "rb") as f:
-                digest.update(rel.encode() + b"\0" + f.read())
-    return digest.hexdigest()
-
-
-def coverage_map(scratch, jobs):
+def coverage_map(scratch, jobs, digest):
     """{file: {line: [suites that execute it]}} for the library's sources,
     from a --coverage build of the scratch tree; cached per tree content."""
     src, cov = os.path.join(scratch, "src"), os.path.join(scratch, "coverage")
-    digest = tree_digest(src)
     cache = os.path.join(scratch, "coverage.json")
     if os.path.isfile(cache):
         with open(cache) as f:
@@ -337,13 +342,9 @@ def suites_for(coverage, mutant, all_suites):
 # ---------------------------------------------------------------------------
 
 
-def candidate_files(root):
-    for top in SOURCE_DIRS:
-        for dirpath, _, names in os.walk(os.path.join(root, top)):
-            for name in sorted(names):
-                rel = os.path.relpath(os.path.join(dirpath, name), root)
-                if name.endswith((".cpp", ".h")) and not rel.startswith(SKIP_DIRS):
-                    yield rel
+def is_candidate(rel):
+    return (rel.startswith(SOURCE_DIRS) and rel.endswith((".cpp", ".h"))
+            and not rel.startswith(SKIP_DIRS))
 
 
 def report(args, head, results, suites, started):
@@ -394,7 +395,8 @@ def main():
     parser.add_argument("--seed", default="1", help="picks which mutants (default 1)")
     parser.add_argument("--sample", type=int, default=30, help="compiling mutants to run (default 30)")
     parser.add_argument("--files", default="", help="only sources whose path matches this regex")
-    parser.add_argument("--source", default=TOP, help="the tree to copy (default: this checkout)")
+    parser.add_argument("--source", default=TOP, help="the checkout to copy (default: this one)")
+    parser.add_argument("--commit", default="", help="copy this commit instead of the working tree")
     parser.add_argument("--work", default="/tmp/fnx-mutate-" + os.environ.get("USER", "user"),
                         help="scratch directory: copy, build and reports")
     parser.add_argument("--jobs", type=int, default=2, help="build jobs (default 2)")
@@ -403,14 +405,16 @@ def main():
     args = parser.parse_args()
 
     source = os.path.abspath(args.source)
-    head = subprocess.run(["git", "rev-parse", "--short", "HEAD"], cwd=source, stdout=subprocess.PIPE,
-                          text=True).stdout.strip()
+    head = subprocess.run(["git", "rev-parse", "--short", args.commit or "HEAD"], cwd=source,
+                          stdout=subprocess.PIPE, text=True).stdout.strip()
+    if not args.commit and subprocess.run(["git", "status", "--porcelain", "--untracked-files=no"], cwd=source,
+                                          stdout=subprocess.PIPE, text=True).stdout.strip():
+        head += "+changes"
+    files = list(tree_files(source, args.commit))
     mutants = []
-    for rel in candidate_files(source):
-        if args.files and not re.search(args.files, rel):
-            continue
-        with open(os.path.join(source, rel)) as f:
-            mutants.extend(mutants_of(rel, f.read()))
+    for rel, data in files:
+        if is_candidate(rel) and (not args.files or re.search(args.files, rel)):
+            mutants.extend(mutants_of(rel, data.decode()))
     if args.list:
         counts = {}
         for m in mutants:
@@ -423,7 +427,7 @@ def main():
 
     os.makedirs(args.work, exist_ok=True)
     scratch_src = os.path.join(args.work, "src")
-    sync_tree(source, scratch_src)
+    digest = sync_tree(files, scratch_src)
     build = Build(args.work, args.jobs, args.timeout)
     build.configure()
     ok, out = build.build()
@@ -437,7 +441,7 @@ def main():
         suites[name] = round(took, 2)
     order = sorted(suites, key=suites.get)  # fastest first: most mutants die early
     print("suites (s): %s" % suites, flush=True)
-    coverage = coverage_map(args.work, args.jobs)
+    coverage = coverage_map(args.work, args.jobs, digest)
     print("coverage map: %d files" % len(coverage), flush=True)
 
     started, results, compiling = time.time(), [], 0
