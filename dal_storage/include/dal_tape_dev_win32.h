@@ -3,7 +3,7 @@
 // CFnx_Dal_TapeDev made into CTapeApi calls, and the drive's error numbers
 // made into the exceptions the tape logic expects:
 //
-//   ReadBlocks       38 (end of the file mark)        end_of_tape_error
+//   ReadBlocks       38 (end of file)                 end_of_tape_error
 //   WriteBlocks      1100, 1129 (end of the medium)   end_of_tape_error
 //   Verify_Tape_In_Drive, Verify_Tape_Not_WriteProtected
 //                    1112 (no medium)                 no_tape_in_drive_error
