@@ -1,5 +1,6 @@
 // POSIX directories and entry status.
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <memory>
 
@@ -50,6 +51,10 @@ bool Osl_File_System::exists(const std::string& path) {
 
 void Osl_File_System::remove(const std::string& path) {
   if (::unlink(os_file_path("remove", path)) != 0) throw os_file_error("remove", path, errno);
+}
+
+void Osl_File_System::replace(const std::string& from, const std::string& to) {
+  if (::rename(os_file_path("rename", from), os_file_path("rename", to)) != 0) throw os_file_error("rename", from, errno);
 }
 
 Osl_IO_Status::Osl_IO_Status(const std::string& path) {
