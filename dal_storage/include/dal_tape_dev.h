@@ -19,6 +19,7 @@
 // question blocks that thread in the process-wide operator table until the
 // console answers; nothing here adds a time limit.
 #include <cstdint>
+#include <iosfwd>
 #include <list>
 #include <string>
 
@@ -98,7 +99,8 @@ class FNX_API CFnx_Dal_TapeDev {
  public:
   // The backup run (dal_tape_dev.cpp). BackupStart accepts the tape in the
   // drive as the run's volume, or labels one, asking the operator if need be;
-  // BackupEnd closes the run and pushes where it ended.
+  // BackupEnd closes the run and pushes it; the end block stays behind the
+  // last file, wherever the drive stands.
   void BackupStart();
   void BackupEnd();
 
@@ -120,6 +122,16 @@ class FNX_API CFnx_Dal_TapeDev {
   void ReadRead(char* buffer, std::uint32_t length, std::uint32_t& read);
   void ReadEnd();
 
+  // Listing a volume from its labels alone (dal_tape_dev_list.cpp).
+  // GetVolumeLabel rewinds, reads block 0 into label, whatever it holds, and
+  // readies GetNextEndLabel, which scans on in reads of 65536 bytes and gives
+  // the end labels in tape order: 1 with a label, 0 once the data is over.
+  // PrintLabelsList dumps every label with the block counts between them.
+  // A block size of 0 ends each of them in tape_single_blocksize_error.
+  void GetVolumeLabel(tape_volume_label& label);
+  int GetNextEndLabel(tape_file_label_basic& label);
+  void PrintLabelsList(std::ostream& out);
+
   // The device's own copy of the configuration, with its working values.
   CFnx_Dal_ConfigurationTape* get_config_tape();
   // Goes to the end block of the configuration, where a run goes on; an
@@ -137,7 +149,7 @@ class FNX_API CFnx_Dal_TapeDev {
   bool TapeCheckIsSame(std::string& id_found);
   void WriteTapeLabel();
   // Status refresh from the drive's position into the own volume info and
-  // end block.
+  // end block; only where the drive stands at the end of the data.
   void set_config_values();
   // set_config_values, the status line, and the push.
   void UpdateConfigValues();
@@ -168,6 +180,10 @@ class FNX_API CFnx_Dal_TapeDev {
   void SetOwnValues(const CFnx_Dal_ConfigValues& values);
   void Push();
   void SetOperatorStatus(const std::string& text);
+  // The volume status record into the own volume info, without a refresh.
+  void ShareVolumeStatus();
+  // The status line into the own values, then the push.
+  void PushStatusLine();
 
   CFnx_Dal_ConfigurationTape m_config;        // own copy: the working values
   CFnx_Dal_ConfigurationTape& m_config_ref;   // the caller's: target of every push
@@ -182,7 +198,7 @@ class FNX_API CFnx_Dal_TapeDev {
   // receives every block read.
   char m_buffer[kTapeRecordSize];
   std::int32_t m_buf_pos = 0;                 // writing: next data byte; reading: next byte to deliver, 0 none loaded
-  std::int32_t m_blocks_per_record = 0;       // 65536 / m_block_size
+  std::int32_t m_blocks_per_record = 0;       // 65536 / m_block_size; listing: next block of m_buffer to scan
   std::int32_t m_read_length = 0;             // restore: the file's length
   std::int32_t m_read_last = 0;               // restore: index of the last data byte of the record
   std::int32_t m_read_done = 0;               // restore: bytes delivered
@@ -192,4 +208,5 @@ class FNX_API CFnx_Dal_TapeDev {
   std::string m_opt_retry;
   std::string m_opt_cancel;
   std::string m_opt_use;
+  bool m_list_end = false;                    // listing: the drive has no more to give
 };

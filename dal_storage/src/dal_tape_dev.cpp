@@ -88,9 +88,7 @@ void CFnx_Dal_TapeDev::RequireUsableBlockSize() const {
   // Every block is read into m_buffer and a record has to be a whole number
   // of blocks: any other size would overrun the buffer or split a record.
   if (!tape_block_size_valid(m_block_size)) {
-    DAL_THROW(Message("")["QRSDAL0540E"] << "CFnx_Dal_TapeDev::GetBlockSize: "
-                                         << static_cast<unsigned long long>(m_block_size),
-              1291, 8);
+    DAL_THROW("QRSDAL0540E", "CFnx_Dal_TapeDev::GetBlockSize: ", static_cast<unsigned long long>(m_block_size));
   }
 }
 
@@ -154,14 +152,24 @@ void CFnx_Dal_TapeDev::TapeCheckIsNew() {
   for (;;) {
     aux_Verify_Tape_In_Drive();
     m_position.set(0, 0);
+    std::string unreadable;
     try {
       GotoPosition(m_position);
       ReadBlocks(m_buffer, 1);
-    } catch (const FNXError&) {
-      return;  // a tape that cannot be read at block 0 counts as new
+    } catch (const end_of_tape_error&) {
+      return;  // nothing recorded at block 0: a blank tape
+    } catch (const FNXError& error) {
+      if (error.Code() == kNoDataDetected) return;
+      // Any other failure is no proof of a blank tape: a volume written with
+      // another block size than the drive's fails here, and labelling would
+      // destroy it. The operator decides, as for data without a label.
+      unreadable = error.Text();
     }
     std::string question;
-    if (tape_is_volume_label(m_buffer)) {
+    if (!unreadable.empty()) {
+      question = "A new tape expected. Tape in the drive cannot be read at its start: " + unreadable +
+                 "\nIt may hold data written with another block size.\nPlease insert a new tape";
+    } else if (tape_is_volume_label(m_buffer)) {
       question = "A new tape expected. Tape in the drive has been labeled already,\nlabel: " +
                  DescribeVolumeLabel(m_buffer) + "\nPlease insert a new tape";
     } else {
@@ -251,8 +259,7 @@ void CFnx_Dal_TapeDev::WriteTapeLabel() {
   PrepareNewTape();
   create_new_volume_info();
   ReadBlockSize();
-  CLogMsg log(nullptr, nullptr, 1);
-  log << LogSeverity{1} << "Backup: WriteTapeLabel " << std::string(m_vol_label.bytes(), kTapeLabelSize) << flush;
+  FnxLogLine("Backup: WriteTapeLabel ", std::string(m_vol_label.bytes(), kTapeLabelSize));
   WriteBuf(m_vol_label.bytes(), static_cast<int>(kTapeLabelSize), 1);
   GetCurrentPosition(m_position);
 }
@@ -261,21 +268,30 @@ void CFnx_Dal_TapeDev::set_config_values() {
   CFnx_Dal_Tape_Position here;
   GetCurrentPosition(here);
   m_vol_status.refresh(here);
+  CFnx_Dal_ConfigValues values = OwnValues();
+  // Called only where the drive stands at the end of the data: behind a new
+  // volume label, behind the end label of a file, or at the end block where
+  // a run goes on. The end block follows it there and nowhere else, so the
+  // next run, on a new device object, continues behind the last file.
+  values.m_endBlock = here.offset_low();
+  SetOwnValues(values);
+  ShareVolumeStatus();
+}
+
+void CFnx_Dal_TapeDev::ShareVolumeStatus() {
   m_vol_status.note_used_blocks();
   tape_blank_pass(m_vol_status.bytes(), sizeof m_vol_status);
   CFnx_Dal_ConfigValues values = OwnValues();
   values.m_volumeInfo = tape_volume_info_refresh(values.m_volumeInfo, m_vol_status);
-  // The end block follows the status position at every refresh. A run that
-  // ends without BackupEnd (a restore ends it, or the process stops) would
-  // otherwise leave the block where it started, and the next run would write
-  // over the files it made; after a change of volume it would name a block
-  // of the old one.
-  values.m_endBlock = here.offset_low();
   SetOwnValues(values);
 }
 
 void CFnx_Dal_TapeDev::UpdateConfigValues() {
   set_config_values();
+  PushStatusLine();
+}
+
+void CFnx_Dal_TapeDev::PushStatusLine() {
   CFnx_Dal_ConfigValues values = OwnValues();
   values.m_statusLine = create_BackupVolumeStatus_string();
   SetOwnValues(values);
@@ -343,20 +359,17 @@ void CFnx_Dal_TapeDev::BackupEnd() {
   CFnx_Dal_Trace trace("CFnx_Dal_TapeDev::BackupEnd");
   ReadBlockSize();
   const std::string message = "Backup ended: " + create_BackupVolumeStatus_string();
-  CLogMsg log(nullptr, nullptr, 1);
-  log << LogSeverity{1} << message << flush;
+  FnxLogLine(message);
   SetOperatorStatus(message);
 
   CFnx_Dal_ConfigValues values = OwnValues();
   values.m_backupFlag = false;
   values.m_newVolume2 = false;
   SetOwnValues(values);
-  UpdateConfigValues();
-
-  GetCurrentPosition(m_position);
-  values = OwnValues();
-  values.m_endBlock = m_position.offset_low();
-  // The caller has this block already: the push of UpdateConfigValues
-  // carried it with the status position.
-  SetOwnValues(values);
+  // The drive may stand anywhere by now: inside the data after a restore, at
+  // block 0 after a reload, or on another tape. Its position is no end of
+  // the data, so the end block and the volume's account stay as the last
+  // label written left them, and the next run goes on behind the last file.
+  ShareVolumeStatus();
+  PushStatusLine();
 }

@@ -58,6 +58,15 @@ class CLogMsg {
   std::string m_line;
 };
 
+// One ordinary line of the library (severity 1, no component) from the values
+// in order; nothing is formatted when no sink takes it.
+template <typename... Values>
+void FnxLogLine(const Values&... values) {
+  if (!FnxLogEnabled(1)) return;
+  CLogMsg log(nullptr, nullptr, 1);
+  (log << ... << values) << flush;
+}
+
 // A trace scope: reports entry and exit of a labelled operation.
 class CFnx_Dal_Trace {
  public:

@@ -181,19 +181,26 @@ TEST_F(TapeDevBackup, ADriveWithoutTheNeededFeaturesEndsTheStart) {
 }
 
 // Each later run goes on behind the last file: by the end block the caller
-// keeps, after a restore ended the run, and from the volume info alone.
+// keeps, after a restore ended the run, after BackupEnd wherever the drive
+// stood then, and from the volume info alone.
 TEST_F(TapeDevBackup, WritingGoesOnBehindTheLastFileOfTheVolume) {
   StartRunOnNewVolume();
   std::vector<std::string> locations = {WriteFile(Content(700, 0))};
   FakeTapeDev(m_config, m_drive).BackupEnd();
   EXPECT_EQ(Values().m_endBlock, m_drive.position());
 
-  for (const char* how : {"end block", "after a restore", "no end block"}) {
+  for (const std::string how : {"end block", "after a restore", "a restore, then BackupEnd",
+                                "a reload, then BackupEnd", "no end block"}) {
     SCOPED_TRACE(how);
     const std::uint32_t behind_last = m_drive.position();
-    if (how == std::string("after a restore")) {
+    if (how == "after a restore" || how == "a restore, then BackupEnd") {
       EXPECT_TRUE(SameBytes(RestoreFile(locations[0]), Content(700, 0)));
-    } else if (how == std::string("no end block")) {
+    } else if (how == "a reload, then BackupEnd") {
+      m_drive.Insert(m_cartridge);
+    }
+    if (how.find("BackupEnd") != std::string::npos) {
+      FakeTapeDev(m_config, m_drive).BackupEnd();
+    } else if (how == "no end block") {
       CFnx_Dal_ConfigValues values = Values();
       values.m_backupFlag = false;
       values.m_endBlock = 0;
@@ -241,15 +248,12 @@ TEST_F(TapeDevBackup, BackupEndClosesTheRunAndPushesTheStatusLine) {
 TEST_F(TapeDevBackup, TheStatusLineShowsTheUsedBlocksInGigabytes) {
   m_drive.set_block_size(65536);
   StartRunOnNewVolume();
-  m_cartridge->blocks.resize(100, std::string(65536, 'd'));
-  CFnx_Dal_ConfigValues values = Values();
-  values.m_endBlock = 100;
-  SetValues(values);
-  FakeTapeDev(m_config, m_drive).GotoEndOfDataUnixCompatible();
+  WriteFile(Content(97 * 65528), 65528);  // labels and records up to block 100
+  ASSERT_EQ(m_drive.position(), 100u);
   FakeTapeDev(m_config, m_drive).BackupEnd();
   const std::string id = VolumeId();
   const std::string expected = "volume=\"VOL_A, " + id.substr(16, 10) + ", " + id.substr(27, 8) +
-                               "\", used : 0.006 GB, files: 0, last backup: \"";
+                               "\", used : 0.006 GB, files: 1, last backup: \"";
   EXPECT_EQ(Values().m_statusLine.substr(0, expected.size()), expected) << Values().m_statusLine;
 }
 

@@ -107,7 +107,7 @@ TEST_F(TapeDevWrite, FilesOfEverySizeAroundARecordRestoreByteExact) {
 }
 
 // File numbers follow the volume info; an empty file leaves no location,
-// pushes nothing and its number is used again.
+// pushes nothing, and its number and place are used again.
 TEST_F(TapeDevWrite, FileNumbersFollowTheVolumeInfoAndReachTheCaller) {
   CFnx_Dal_ConfigValues values = Values();
   values.m_volumeInfo.replace(kTapeVolumeIdOffset + 71, 8, "00000041");
@@ -116,7 +116,7 @@ TEST_F(TapeDevWrite, FileNumbersFollowTheVolumeInfoAndReachTheCaller) {
   EXPECT_EQ(Values().m_volumeInfo, values.m_volumeInfo);
   const std::string location = WriteFile(Content(5));
   EXPECT_EQ(location.substr(214, 6), "000042");
-  EXPECT_EQ(location.substr(254, 10), "0000000002");  // behind the empty file's start label
+  EXPECT_EQ(location.substr(254, 10), "0000000001");  // over the empty file's start label
   values = Values();
   tape_volume_status status;
   status.load(values.m_volumeInfo);
@@ -200,7 +200,7 @@ TEST_F(TapeDevWrite, EachAnswerAtTheEndOfTheMediumAtTheStartLabelLeadsWhereItSho
     }
     EXPECT_EQ(VolumeId(), IdOf(next));  // pushed at once, though the file stayed empty
     const std::string location = WriteFile(Content(900, 5));
-    EXPECT_EQ(location.substr(214, 6) + location.substr(254, 10), "0000010000000002");  // file 1 of the new volume
+    EXPECT_EQ(location.substr(214, 6) + location.substr(254, 10), "0000010000000001");  // file 1 of the new volume
     EXPECT_TRUE(SameBytes(RestoreFile(location), Content(900, 5)));
   }
 }
