@@ -21,6 +21,7 @@
 #include <cstdio>
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
@@ -76,6 +77,10 @@ struct os_syscalls {
   int (*rmdir)(const char* path) = &::rmdir;
   int (*unlink)(const char* path) = &::unlink;
   int (*rename)(const char* from, const char* to) = &::rename;
+  // Devices: ioctl with a request that takes one record (the tape driver's)
+  int (*ioctl)(int fd, unsigned long request, void* record) = [](int fd, unsigned long request, void* record) {
+    return ::ioctl(fd, request, record);
+  };
 };
 #endif
 
