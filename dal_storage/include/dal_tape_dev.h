@@ -19,6 +19,7 @@
 // question blocks that thread in the process-wide operator table until the
 // console answers; nothing here adds a time limit.
 #include <cstdint>
+#include <iosfwd>
 #include <list>
 #include <string>
 
@@ -121,6 +122,16 @@ class FNX_API CFnx_Dal_TapeDev {
   void ReadRead(char* buffer, std::uint32_t length, std::uint32_t& read);
   void ReadEnd();
 
+  // Listing a volume from its labels alone (dal_tape_dev_list.cpp).
+  // GetVolumeLabel rewinds, reads block 0 into label, whatever it holds, and
+  // readies GetNextEndLabel, which scans on in reads of 65536 bytes and gives
+  // the end labels in tape order: 1 with a label, 0 once the data is over.
+  // PrintLabelsList dumps every label with the block counts between them.
+  // A block size of 0 ends each of them in tape_single_blocksize_error.
+  void GetVolumeLabel(tape_volume_label& label);
+  int GetNextEndLabel(tape_file_label_basic& label);
+  void PrintLabelsList(std::ostream& out);
+
   // The device's own copy of the configuration, with its working values.
   CFnx_Dal_ConfigurationTape* get_config_tape();
   // Goes to the end block of the configuration, where a run goes on; an
@@ -187,7 +198,7 @@ class FNX_API CFnx_Dal_TapeDev {
   // receives every block read.
   char m_buffer[kTapeRecordSize];
   std::int32_t m_buf_pos = 0;                 // writing: next data byte; reading: next byte to deliver, 0 none loaded
-  std::int32_t m_blocks_per_record = 0;       // 65536 / m_block_size
+  std::int32_t m_blocks_per_record = 0;       // 65536 / m_block_size; listing: next block of m_buffer to scan
   std::int32_t m_read_length = 0;             // restore: the file's length
   std::int32_t m_read_last = 0;               // restore: index of the last data byte of the record
   std::int32_t m_read_done = 0;               // restore: bytes delivered
@@ -197,4 +208,5 @@ class FNX_API CFnx_Dal_TapeDev {
   std::string m_opt_retry;
   std::string m_opt_cancel;
   std::string m_opt_use;
+  bool m_list_end = false;                    // listing: the drive has no more to give
 };

@@ -54,7 +54,7 @@ void CFnx_Dal_ConfigurationFactory::GetRegistered(std::list<std::string>& names)
 CFnx_Dal_Configuration* Create_Dal_Configuration(const std::string& type, const CFnx_Dal_ConfigValues& values) {
   CFnx_Dal_Trace trace("Create_Dal_Configuration(Type,ConfigValues)");
   std::unique_ptr<CFnx_Dal_Configuration> config(CFnx_Dal_ConfigurationFactory::Instance()->Create(type));
-  if (!config) DAL_THROW(Message("")["QRSDAL0515E"] << "Create_Dal_Configuration: " << type, 1280, 12);
+  if (!config) DAL_THROW("QRSDAL0515E", "Create_Dal_Configuration: ", type);
   config->SetValues(values);
   return config.release();
 }

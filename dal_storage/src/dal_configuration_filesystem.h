@@ -29,13 +29,17 @@ class CFnx_Dal_ConfigurationFileSystem : public CFnx_Dal_Configuration {
   static bool UpdateDirFile(const std::string& directory, int operation, int limit);
   // True when the name holds a date directory's pattern anywhere.
   static bool IsDateDirectory(const std::string& name);
+  // The count that the directory's "dirfile.txt" holds; -1 when it has none.
+  static long ReadDirFileCount(const std::string& directory);
+  // Writes "dirfile.txt" anew with count. Call under the root lockfile.
+  static void WriteDirFileCount(const std::string& directory, long count);
+  // Entries of the directory, "." and ".." not counted.
+  static int CountEntries(const std::string& directory);
 
  private:
   void ScanDirectories();
   void SetDirectoryName();
   static std::string GetDatePrefix();
-  // Entries of the directory, "." and ".." not counted.
-  static int CountEntries(const std::string& directory);
 
   std::int32_t m_maxPageSize = 0;
   std::int32_t m_maxFilesPerDir = 0;

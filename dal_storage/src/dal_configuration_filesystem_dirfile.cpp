@@ -32,14 +32,65 @@ std::string ReadWholeFile(const std::string& path) {
   try {
     buffer.reset(new char[static_cast<std::size_t>(size) + 1]);
   } catch (const std::bad_alloc&) {
-    DAL_THROW(Message("")["QRSDAL0005E"] << "CFnx_Dal_ConfigurationFileSystem::UpdateDirFile: ", 51, 12);
+    DAL_THROW("QRSDAL0005E", "CFnx_Dal_ConfigurationFileSystem::UpdateDirFile: ");
   }
   const int count = file.read(buffer.get(), static_cast<int>(size));
   file.close();
   return std::string(buffer.get(), count > 0 ? static_cast<std::size_t>(count) : 0);
 }
 
+// Where the count stands in the text of "dirfile.txt": position and length
+// of the value, npos where the key or its ";" is missing.
+struct CountField {
+  std::size_t position = std::string::npos;
+  std::size_t length = std::string::npos;
+};
+
+CountField FindCount(const std::string& text) {
+  CountField field;
+  const std::size_t key = text.find(kCountKey);
+  if (key == std::string::npos) return field;
+  field.position = key + kCountKeyLength;
+  const std::size_t end = text.find(';', field.position);
+  if (end != std::string::npos) field.length = end - field.position;
+  return field;
+}
+
+// Writes text over the start of "dirfile.txt"; raises QRSDAL0808E when the
+// write comes back short.
+void WriteDirFileText(const std::string& path, const std::string& text) {
+  Osl_File file;
+  try {
+    file.open(path, OSL_FILE_CREATE, OSL_ACCESS_READ_WRITE, 0);
+    const int written = file.write(text.data(), static_cast<int>(text.size()));
+    if (written < static_cast<int>(text.size())) {
+      DAL_THROW("QRSDAL0808E", "CFnx_Dal_ConfigurationFileSystem::UpdateDirFile: ", "DirFile");
+    }
+    file.close();
+  } catch (...) {
+    AbandonFile(file);
+    throw;
+  }
+}
+
 }  // namespace
+
+long CFnx_Dal_ConfigurationFileSystem::ReadDirFileCount(const std::string& directory) {
+  std::string text;
+  try {
+    text = ReadWholeFile(os_path(directory, kDirFileName));
+  } catch (const os_file_toolkit_error&) {
+    return -1;
+  }
+  const CountField field = FindCount(text);
+  if (field.length == std::string::npos) return -1;
+  return DalAtol(text.substr(field.position, field.length));
+}
+
+void CFnx_Dal_ConfigurationFileSystem::WriteDirFileCount(const std::string& directory, long count) {
+  // A shorter count leaves the old tail behind its ";", as every rewrite does.
+  WriteDirFileText(os_path(directory, kDirFileName), kCountKey + std::to_string(count) + ";");
+}
 
 void CFnx_Dal_ConfigurationFileSystem::ScanDirectories() {
   const std::string prefix = GetDatePrefix();
@@ -90,15 +141,10 @@ bool CFnx_Dal_ConfigurationFileSystem::UpdateDirFile(const std::string& director
 
   try {
     text = ReadWholeFile(path);
-    const std::size_t key = text.find(kCountKey);
-    if (key != std::string::npos) {
-      valuePosition = key + kCountKeyLength;
-      const std::size_t end = text.find(';', valuePosition);
-      if (end != std::string::npos) {
-        valueLength = end - valuePosition;
-        count = DalAtol(text.substr(valuePosition, valueLength));
-      }
-    }
+    const CountField field = FindCount(text);
+    valuePosition = field.position;
+    valueLength = field.length;
+    if (valueLength != std::string::npos) count = DalAtol(text.substr(valuePosition, valueLength));
   } catch (const os_file_toolkit_error&) {
     found = false;  // above all: no "dirfile.txt" yet
     text.clear();
@@ -109,9 +155,8 @@ bool CFnx_Dal_ConfigurationFileSystem::UpdateDirFile(const std::string& director
   if (operation == kCountIn) {
     if (count >= limit) {
       if (limit >= kLeastLimit) return false;
-      DAL_THROW(Message("")["QRSDAL0637E"] << "CFnx_Dal_ConfigurationFileSystem::UpdateDirFile: "
-                                           << "MaxFilesPerDir" << limit << "Configuration",
-                1281, 8);
+      DAL_THROW("QRSDAL0637E", "CFnx_Dal_ConfigurationFileSystem::UpdateDirFile: ", "MaxFilesPerDir", limit,
+                "Configuration");
     }
     ++count;
   } else {
@@ -140,18 +185,6 @@ bool CFnx_Dal_ConfigurationFileSystem::UpdateDirFile(const std::string& director
 
   // Rewritten from the start and not truncated: a shorter text leaves the
   // tail of the old one behind the ";", which the reader never looks at.
-  Osl_File file;
-  try {
-    file.open(path, OSL_FILE_CREATE, OSL_ACCESS_READ_WRITE, 0);
-    const int written = file.write(text.data(), static_cast<int>(text.size()));
-    if (written < static_cast<int>(text.size())) {
-      DAL_THROW(Message("")["QRSDAL0808E"] << "CFnx_Dal_ConfigurationFileSystem::UpdateDirFile: " << "DirFile",
-                1281, 8);
-    }
-    file.close();
-  } catch (...) {
-    AbandonFile(file);
-    throw;
-  }
+  WriteDirFileText(path, text);
   return true;
 }

@@ -14,12 +14,11 @@ DAFile::DAFile() : m_from(0), m_size(0), m_media(nullptr) {}
 
 DAFile::DAFile(const std::string& location, bool parse) : m_from(0), m_size(0), m_media(nullptr) {
   CFnx_Dal_Trace trace("DAFile::DAFile(const string & location)");
-  if (location.empty()) DAL_THROW(Message("")["QRSDAL0501E"] << "DAFile::DAFile: ", 1282, 12);
+  if (location.empty()) DAL_THROW("QRSDAL0501E", "DAFile::DAFile: ");
   std::string media;
   if (parse) {
     if (!ParseLocation(location, media, m_path, m_from, m_size)) {
-      DAL_THROW(Message("")["QRSDAL0502E"] << "DAFile::DAFile: " << (media.empty() ? "media" : "size-from"),
-                1282, 12);
+      DAL_THROW("QRSDAL0502E", "DAFile::DAFile: ", media.empty() ? "media" : "size-from");
     }
   } else {
     media = "disk";
@@ -43,7 +42,7 @@ DAFile::~DAFile() {
 void DAFile::InitMedia(const std::string& mediaType) {
   CFnx_Dal_Trace trace("DAFile::InitMedia");
   DAMedia* media = CFnx_Dal_MediaFactory::Instance()->Create(mediaType);
-  if (!media) DAL_THROW(Message("")["QRSDAL0516E"] << "DAFile::InitMedia: " << mediaType, 1280, 12);
+  if (!media) DAL_THROW("QRSDAL0516E", "DAFile::InitMedia: ", mediaType);
   delete m_media;
   m_media = media;
 }
@@ -87,7 +86,7 @@ bool DAFile::ParseLocation(const std::string& location, std::string& media, std:
 }
 
 void DAFile::RequirePath(const char* context) const {
-  if (m_path.empty()) DAL_THROW(Message("")["QRSDAL0503E"] << context, 1283, 12);
+  if (m_path.empty()) DAL_THROW("QRSDAL0503E", context);
 }
 
 void DAFile::OpenForWriting(const std::string& mediaType, CFnx_Dal_Configuration* config,

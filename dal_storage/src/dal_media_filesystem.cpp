@@ -2,6 +2,7 @@
 #include "dal_media_filesystem.h"
 
 #include <mutex>
+#include <vector>
 
 #include "dal_throw.h"
 #include "fnx_log.h"
@@ -58,44 +59,54 @@ std::int64_t DAFileSystem::GetPosition() {
 void DAFileSystem::Open() { m_file.open(m_location, m_openFlags, m_accessMode, 0); }
 
 void DAFileSystem::MakeDirectories(const std::string& directory) {
-  if (directory.empty() || Osl_Directory::exists(directory)) return;
-  const std::size_t last = directory.rfind(OS_PATH_SEPARATOR);
-  MakeDirectories(last == std::string::npos ? std::string() : directory.substr(0, last));
-  // A trailing separator is served by the call for the parent; a name with
-  // no separator is made unless it is only a drive ("C:").
-  const bool creatable = last == std::string::npos ? !os_path(directory).filename().empty()
-                                                   : last + 1 < directory.size();
-  if (!creatable) return;
+  // A loop over the lengths of the missing levels, not a call and a copy of
+  // the path per level: a path of thousands of levels must reach the system's
+  // refusal without exhausting the stack or the heap first.
+  std::vector<std::size_t> missing;  // deepest first
+  std::string level = directory;
+  while (!level.empty() && !Osl_Directory::exists(level)) {
+    missing.push_back(level.size());
+    const std::size_t last = level.rfind(OS_PATH_SEPARATOR);
+    level.resize(last == std::string::npos ? 0 : last);
+  }
   static os_critical_section section(false);
-  std::lock_guard<os_critical_section> guard(section);
-  try {
-    Osl_Directory::create(directory);
-  } catch (const os_file_toolkit_error&) {
-    if (!Osl_Directory::exists(directory)) throw;  // else another process was faster
+  for (auto length = missing.rbegin(); length != missing.rend(); ++length) {
+    level.assign(directory, 0, *length);
+    const std::size_t last = level.rfind(OS_PATH_SEPARATOR);
+    // A trailing separator is served by the level above; a name with no
+    // separator is made unless it is only a drive ("C:").
+    const bool creatable = last == std::string::npos ? !os_path(level).filename().empty() : last + 1 < level.size();
+    if (!creatable) continue;
+    std::lock_guard<os_critical_section> guard(section);
+    try {
+      Osl_Directory::create(level);
+    } catch (const os_file_toolkit_error&) {
+      if (!Osl_Directory::exists(level)) throw;  // else another process was faster
+    }
   }
 }
 
 void DAFileSystem::OpenForReading(const std::string&, CFnx_Dal_Configuration*) {
   CFnx_Dal_Trace trace("DAFileSystem::OpenForReading()");
-  DAL_THROW(Message("")["QRSDAL0512E"] << "DAFileSystem:OpenForReading: " << "disk", 52, 8);
+  DAL_THROW("QRSDAL0512E", "DAFileSystem:OpenForReading: ", "disk");
 }
 
 void DAFileSystem::OpenForReading(const std::string& location) {
   CFnx_Dal_Trace trace("DAFileSystem::OpenForReading()");
   m_location = location;
-  OpenExisting("DAFileSystem:OpenForReading: ", OSL_ACCESS_READ, "QRSDAL0504E", 1284);
+  OpenExisting("DAFileSystem:OpenForReading: ", OSL_ACCESS_READ, "QRSDAL0504E");
   GetFileSize();
   m_position = 0;
 }
 
-void DAFileSystem::OpenExisting(const char* context, int access, const char* missingId, std::int32_t missingCode) {
-  if (!Osl_File_System::exists(m_location)) DAL_THROW(Message("")[missingId] << context << m_location, missingCode, 8);
+void DAFileSystem::OpenExisting(const char* context, int access, DalMessageId missingId) {
+  if (!Osl_File_System::exists(m_location)) DAL_THROW(missingId, context, m_location);
   m_openFlags = 0;
   m_accessMode = access;
   try {
     Open();
   } catch (const os_file_toolkit_error& error) {
-    DAL_THROW(Message("")["QRSDAL0200E"] << context << "" << error.native(), 1287, 8);
+    DAL_THROW("QRSDAL0200E", context, "", error.native());
   }
 }
 
@@ -105,7 +116,7 @@ bool DAFileSystem::Read(char* buffer, std::uint32_t length, std::uint32_t& read,
     SetPosition(0, 0);
     m_position = 0;
   } else if (offset != 0 && offset != m_position) {
-    SetPosition(offset - m_position, 1);
+    SetPosition(offset, 0);  // absolute: the cached position may be stale
   }
   const std::int64_t count = TransferInChunks(length, [&](std::uint32_t done, int chunk) {
     return m_file.read(buffer + done, chunk);

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "dal_media.h"
+#include "dal_message.h"
 #include "os_file.h"
 
 class DAFileSystem : public DAMedia {
@@ -54,8 +55,8 @@ class DAFileSystem : public DAMedia {
   std::int64_t GetPosition();
   void Open();
   // Opens the existing file at m_location with the given access: a missing
-  // file raises missingId with missingCode, a refused open QRSDAL0200E.
-  void OpenExisting(const char* context, int access, const char* missingId, std::int32_t missingCode);
+  // file raises missingId, a refused open QRSDAL0200E.
+  void OpenExisting(const char* context, int access, DalMessageId missingId);
   // Takes the document lock without waiting; when refused, drops the open
   // file and raises QRSDAL0514E.
   void LockDocument(const char* context, bool withErrorCode);

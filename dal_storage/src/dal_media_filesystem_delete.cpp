@@ -4,16 +4,13 @@
 #include "dal_throw.h"
 #include "fnx_log.h"
 #include "os_path.h"
+#include "os_text.h"
 #include "osl_directory.h"
 
 namespace {
 
 constexpr const char kSourceFile[] = "dal_storage/src/dal_media_filesystem";
 constexpr std::int32_t kFileMissing = 7;
-
-void Log(const char* text, const std::string& value) {
-  CLogMsg(nullptr, nullptr, 1) << LogSeverity{1} << text << value << flush;
-}
 
 }  // namespace
 
@@ -32,21 +29,24 @@ bool DAFileSystem::DateDirectoryRoot(const std::string& directory, std::string& 
 
 std::int32_t DAFileSystem::Delete() {
   CFnx_Dal_Trace trace("DAFileSystem::Delete");
-  Log("DAFileSystem::Delete started, location : ", m_location);
+  FnxLogLine("DAFileSystem::Delete started, location : ", m_location);
   if (!Osl_File_System::exists(m_location)) return kFileMissing;
   Close();
 
-  const std::string directory = LocationDirectory();
-  Log("DAFileSystem::Delete dir : ", directory);
+  // Windows takes both separators in a location; the date directory, its
+  // root and its count are found in the one form that the writers used.
+  std::string native = m_location;
+  DalParsePathSeparators(native);
+  const std::string directory = DirectoryOf(native);
+  FnxLogLine("DAFileSystem::Delete dir : ", directory);
   std::string root;
   const bool inDateDirectory = DateDirectoryRoot(directory, root);
   if (!inDateDirectory) {
-    Log("DAFileSystem::Delete remove file no lock: ", m_location);
+    FnxLogLine("DAFileSystem::Delete remove file no lock: ", m_location);
     try {
       Osl_File_System::remove(m_location);
     } catch (const os_file_toolkit_error& error) {
-      DAL_THROW(Message("")["QRSDAL0D08E"] << "DAFileSystem::Delete remove:" << m_location << error.native(), 3329,
-                8);
+      DAL_THROW("QRSDAL0D08E", "DAFileSystem::Delete remove:", m_location, error.native());
     }
     return 0;
   }
@@ -57,15 +57,15 @@ std::int32_t DAFileSystem::Delete() {
   try {
     RootLock rootLock(root, "DAFileSystem::Delete lock: ");
     inWork = m_location;
-    Log("DAFileSystem::Delete remove file with lock: ", m_location);
+    FnxLogLine("DAFileSystem::Delete remove file with lock: ", m_location);
     Osl_File_System::remove(m_location);
     if (!CFnx_Dal_ConfigurationFileSystem::UpdateDirFile(directory, 2, 0)) {
       inWork = directory;
-      Log("DAFileSystem::Delete remove dir: ", directory);
+      FnxLogLine("DAFileSystem::Delete remove dir: ", directory);
       Osl_Directory::remove(directory);
     }
   } catch (const os_file_toolkit_error& error) {
-    DAL_THROW(Message("")["QRSDAL0D08E"] << "DAFileSystem::Delete:" << inWork << error.native(), 3329, 8);
+    DAL_THROW("QRSDAL0D08E", "DAFileSystem::Delete:", inWork, error.native());
   }
   return 0;
 }
@@ -74,7 +74,10 @@ bool DAFileSystem::Resize(std::int64_t size) {
   try {
     const os_native_handle handle = m_file.descriptor();
     SetPosition(size, 0);
-    if (!os_set_end_of_file(handle)) return false;
+    if (!os_set_end_of_file(handle)) {
+      SetPosition(m_position, 0);  // a read or write that goes on finds the file pointer where it was
+      return false;
+    }
     m_size = size;
     m_position = size;
     SetPosition(m_position, 0);

@@ -13,6 +13,19 @@ namespace {
 
 constexpr const char kSourceFile[] = "dal_storage/src/dal_media_filesystem";
 constexpr int kNewFileFlags = OSL_FILE_CREATE | OSL_FILE_EXCLUSIVE;
+constexpr const char kLocationSeparators[] = "@#,";  // nothing in a location escapes them
+
+// A new document's location must read back: a root or an extension holding a
+// separator of the location grammar is refused, and so is an empty root,
+// which would put the lockfile in the working directory.
+void RequirePlaceable(const std::string& root, const std::string& extension) {
+  const char* bad = root.empty() || root.find_first_of(kLocationSeparators) != std::string::npos ? "root"
+                    : extension.find_first_of(kLocationSeparators) != std::string::npos      ? "extension"
+                                                                                              : nullptr;
+  if (!bad) return;
+  const std::string& value = bad[0] == 'r' ? root : extension;
+  DAL_THROW("QRSDAL0502E", "DAFileSystem:OpenForWriting: ", std::string(bad) + " '" + value + "'");
+}
 
 }  // namespace
 
@@ -31,9 +44,8 @@ RootLock::~RootLock() { AbandonFile(m_file); }
 
 void ThrowLockRefused(const char* context, const std::string& path, bool withErrorCode, int line) {
   const auto error = os_last_error();  // before the message's allocations can change it
-  std::string text = Message("")["QRSDAL0514E"] << context << path;
-  if (withErrorCode) text += " Error code: " + std::to_string(error);
-  throw FNXError(text, 1287, 8, kSourceFile, line);
+  if (!withErrorCode) throw DalError(kSourceFile, line, "QRSDAL0514E", context, path);
+  throw DalError(kSourceFile, line, "QRSDAL0514E", context, path, "Error code: " + std::to_string(error));
 }
 
 void DAFileSystem::LockDocument(const char* context, bool withErrorCode) {
@@ -57,6 +69,7 @@ void DAFileSystem::OpenForWriting(CFnx_Dal_Configuration* config, const std::str
   CFnx_Dal_Trace trace("DAFileSystem::OpenForWriting()");
   auto* diskConfig = static_cast<CFnx_Dal_ConfigurationFileSystem*>(config);
   const std::string root = diskConfig->Get_Location();
+  RequirePlaceable(root, extension);
   MakeDirectories(root);
   RootLock rootLock(root, "DAFileSystem:OpenForWriting: ");
   try {
@@ -74,7 +87,7 @@ void DAFileSystem::OpenForWriting(CFnx_Dal_Configuration* config, const std::str
       } catch (const os_file_toolkit_error& error) {
         // Another writer made the same name just now: count and name anew.
         if (Osl_File_System::exists(m_location)) continue;
-        DAL_THROW(Message("")["QRSDAL0200E"] << "DAFileSystem:OpenForWriting: " << "" << error.native(), 1287, 8);
+        DAL_THROW("QRSDAL0200E", "DAFileSystem:OpenForWriting: ", "", error.native());
       }
     }
     LockDocument("DAFileSystem:OpenForWriting: ", /*withErrorCode=*/true);
@@ -91,7 +104,7 @@ void DAFileSystem::OpenForWriting(const std::string& location, bool create) {
   m_location = location;
   if (create) {
     if (Osl_File_System::exists(m_location)) {
-      DAL_THROW(Message("")["QRSDAL0505E"] << "DAFileSystem:OpenForWriting: " << m_location, 1285, 8);
+      DAL_THROW("QRSDAL0505E", "DAFileSystem:OpenForWriting: ", m_location);
     }
     MakeDirectories(LocationDirectory());
     m_openFlags = kNewFileFlags;
@@ -100,13 +113,12 @@ void DAFileSystem::OpenForWriting(const std::string& location, bool create) {
       Open();
     } catch (const os_file_toolkit_error& error) {
       if (Osl_File_System::exists(m_location)) {
-        DAL_THROW(Message("")["QRSDAL0505E"] << "DAFileSystem:OpenForWriting: " << m_location, 1285, 8);
+        DAL_THROW("QRSDAL0505E", "DAFileSystem:OpenForWriting: ", m_location);
       }
-      DAL_THROW(Message("")["QRSDAL0200E"] << "DAFileSystem:OpenForWriting: " << m_location << error.native(),
-                1287, 8);
+      DAL_THROW("QRSDAL0200E", "DAFileSystem:OpenForWriting: ", m_location, error.native());
     }
   } else {
-    OpenExisting("DAFileSystem:OpenForWriting: ", OSL_ACCESS_READ_WRITE, "QRSDAL0506E", 1286);
+    OpenExisting("DAFileSystem:OpenForWriting: ", OSL_ACCESS_READ_WRITE, "QRSDAL0506E");
   }
   LockDocument("DAFileSystem:OpenForWriting: ", /*withErrorCode=*/false);
   m_size = 0;
@@ -117,7 +129,7 @@ void DAFileSystem::OpenForWriting(const std::string& location, bool create) {
 void DAFileSystem::OpenForUpdate(const std::string& location) {
   CFnx_Dal_Trace trace("DAFileSystem::OpenForUpdate()");
   m_location = location;
-  OpenExisting("DAFileSystem:OpenForUpdate: ", OSL_ACCESS_READ_WRITE, "QRSDAL0506E", 1286);
+  OpenExisting("DAFileSystem:OpenForUpdate: ", OSL_ACCESS_READ_WRITE, "QRSDAL0506E");
   LockDocument("DAFileSystem:OpenForUpdate: ", /*withErrorCode=*/false);
   m_size = 0;
   m_position = 0;

@@ -13,6 +13,26 @@
 namespace {
 constexpr const char kSourceFile[] = "dal_storage/src/dal_storage";
 constexpr const char kTape[] = "tape";
+
+// Opens each file in list order; when one fails, the files opened before it
+// are closed again, so that no lock of theirs outlives the failed call.
+template <typename Open>
+void OpenEach(const std::list<DAFile*>& files, Open open) {
+  auto file = files.begin();
+  try {
+    for (; file != files.end(); ++file) open(**file);
+  } catch (...) {
+    for (auto opened = files.begin(); opened != file; ++opened) {
+      try {
+        (*opened)->Close();
+      } catch (...) {
+        // The failed open is what the caller hears of.
+      }
+    }
+    throw;
+  }
+}
+
 }  // namespace
 
 CFnx_Dal_Storage::CFnx_Dal_Storage() { Init(); }
@@ -48,7 +68,7 @@ CFnx_Dal_Storage::CFnx_Dal_Storage(const CFnx_Dal_Storage& other)
       try {
         copy = std::make_unique<DAFile>(*file);
       } catch (const std::bad_alloc&) {
-        DAL_THROW(Message("")["QRSDAL0005E"] << "CFnx_Dal_Storage: ", 51, 12);
+        DAL_THROW("QRSDAL0005E", "CFnx_Dal_Storage: ");
       }
       m_files.push_back(copy.release());
     }
@@ -108,7 +128,7 @@ void CFnx_Dal_Storage::InitLocation(const std::string& location) {
   if (list) {
     ParseLocation(location, tokens);
     if (tokens.empty()) {
-      DAL_THROW(Message("")["QRSDAL0510E"] << "CFnx_Dal_Storage::InitLocation: " << location, 1282, 8);
+      DAL_THROW("QRSDAL0510E", "CFnx_Dal_Storage::InitLocation: ", location);
     }
   } else {
     tokens.push_back(location);
@@ -118,7 +138,7 @@ void CFnx_Dal_Storage::InitLocation(const std::string& location) {
     try {
       file = std::make_unique<DAFile>(token, list);
     } catch (const std::bad_alloc&) {
-      DAL_THROW(Message("")["QRSDAL0005E"] << "CFnx_Dal_Storage::InitLocation: ", 51, 12);
+      DAL_THROW("QRSDAL0005E", "CFnx_Dal_Storage::InitLocation: ");
     }
     m_files.push_back(file.release());
   }
@@ -132,7 +152,7 @@ void CFnx_Dal_Storage::ResetLocation(const std::string& location) {
 
 bool CFnx_Dal_Storage::OpenForReading(CFnx_Dal_Configuration* config) {
   if (m_isOpen) return false;
-  for (DAFile* file : m_files) file->OpenForReading(config);
+  OpenEach(m_files, [config](DAFile& file) { file.OpenForReading(config); });
   m_isOpen = true;
   return true;
 }
@@ -144,15 +164,14 @@ bool CFnx_Dal_Storage::OpenForWriting(const std::string& mediaType, CFnx_Dal_Con
   // No configuration names no media: refused like a configuration of another one.
   const std::string configName = config ? config->GetName() : std::string();
   if (!config || configName != mediaType) {
-    DAL_THROW(Message("")["QRSDAL0507E"] << "CFnx_Dal_Storage::OpenForWriting: " << configName << mediaType,
-              1287, 8);
+    DAL_THROW("QRSDAL0507E", "CFnx_Dal_Storage::OpenForWriting: ", configName, mediaType);
   }
   m_mediaType = mediaType;
   m_config = config;
   if (m_files.empty()) {
-    AppendNewFile("CFnx_Dal_Storage::OpenForWriting: ")->OpenForWriting(m_mediaType, m_config, m_fileExtension);
+    AppendNewFile("CFnx_Dal_Storage::OpenForWriting: ");
   } else {
-    for (DAFile* file : m_files) file->OpenForWriting(m_fileCreateFlag);
+    OpenEach(m_files, [this](DAFile& file) { file.OpenForWriting(m_fileCreateFlag); });
   }
   m_isOpen = true;
   return true;
@@ -161,7 +180,7 @@ bool CFnx_Dal_Storage::OpenForWriting(const std::string& mediaType, CFnx_Dal_Con
 bool CFnx_Dal_Storage::ReOpenForWriting() {
   CFnx_Dal_Trace trace("CFnx_Dal_Storage::ReOpenForWriting()");
   if (m_isOpen) return false;
-  for (DAFile* file : m_files) file->OpenForUpdate();
+  OpenEach(m_files, [](DAFile& file) { file.OpenForUpdate(); });
   m_isOpen = true;
   return true;
 }
@@ -171,8 +190,11 @@ DAFile* CFnx_Dal_Storage::AppendNewFile(const char* context) {
   try {
     file = std::make_unique<DAFile>();
   } catch (const std::bad_alloc&) {
-    DAL_THROW(Message("")["QRSDAL0005E"] << context, 51, 12);
+    DAL_THROW("QRSDAL0005E", context);
   }
+  // A file whose open fails has no place: it never joins the list, so no
+  // location names it and the document's earlier files stay readable.
+  file->OpenForWriting(m_mediaType, m_config, m_fileExtension);
   m_files.push_back(file.release());
   return m_files.back();
 }
@@ -195,8 +217,7 @@ bool CFnx_Dal_Storage::Write(const char* data, std::uint32_t length, std::uint32
   // a parsed location) has no place in any file: the media would write at
   // wherever its file pointer stands and grow a file that another follows.
   if (!target || (position != -1 && position < target->GetFrom())) {
-    DAL_THROW(Message("")["QRSDAL0508E"] << "CFnx_Dal_Storage::Write: " << tos(position) << tos(GetSize()),
-              1288, 8);
+    DAL_THROW("QRSDAL0508E", "CFnx_Dal_Storage::Write: ", tos(position), tos(GetSize()));
   }
   auto current = std::find(m_files.begin(), m_files.end(), target);
   const DAFile* addedHere = nullptr;  // the file this call joined to the document, if any
@@ -227,6 +248,7 @@ bool CFnx_Dal_Storage::Write(const char* data, std::uint32_t length, std::uint32
     }
     done += n;
     remaining -= n;
+    written = done;  // what reached the media stays reported, also when a later step throws
     if (position != -1) position += n;
     if (remaining == 0) break;
 
@@ -234,11 +256,10 @@ bool CFnx_Dal_Storage::Write(const char* data, std::uint32_t length, std::uint32
     if (!last) {
       target = *++current;
     } else if (m_fixedLocation || !m_config) {  // without a configuration no new file has a place
-      DAL_THROW(Message("")["QRSDAL0509E"] << "CFnx_Dal_Storage::Write: ", 1289, 8);
+      DAL_THROW("QRSDAL0509E", "CFnx_Dal_Storage::Write: ");
     } else {
       target = AppendNewFile("CFnx_Dal_Storage::Write: ");
       current = std::prev(m_files.end());
-      target->OpenForWriting(m_mediaType, m_config, m_fileExtension);
       target->SetFrom(GetSize());
       addedHere = target;
     }
@@ -254,6 +275,9 @@ std::int32_t CFnx_Dal_Storage::Read(char* buffer, std::uint32_t length, std::int
   } else {
     m_position = position;
   }
+  // The count comes back as a long: a longer read is served short, and the
+  // next read goes on from where it stopped.
+  length = std::min<std::uint32_t>(length, INT32_MAX);
   const bool fromStart = position == -1;
   if (fromStart) {
     m_position = 0;
@@ -316,9 +340,15 @@ bool CFnx_Dal_Storage::Resize(std::int64_t newSize) {
   // file stands" elsewhere) would otherwise delete every file.
   if (newSize < 0) return false;
   if (newSize >= GetSize()) return true;
-  while (!m_files.empty()) {
+  // The file that keeps the new end is cut first; the whole files behind it
+  // go only when that succeeded, so a refused cut leaves the document whole.
+  std::size_t whole = 0;  // files at the back that go entirely
+  auto keeper = m_files.rbegin();
+  for (; keeper != m_files.rend() && newSize <= (*keeper)->GetFrom(); ++keeper) ++whole;
+  if (keeper != m_files.rend() && !(*keeper)->Resize(newSize - (*keeper)->GetFrom())) return false;
+  for (; whole > 0; --whole) {
     DAFile* file = m_files.back();
-    if (newSize > file->GetFrom()) return file->Resize(newSize - file->GetFrom());
+    file->SetLocation();  // a media never opened does not know its file yet
     file->Delete();
     m_files.pop_back();
     delete file;
@@ -337,14 +367,14 @@ void CFnx_Dal_Storage::SetFileCreateFlag(bool create) { m_fileCreateFlag = creat
 void CFnx_Dal_Storage::BackupStart(CFnx_Dal_Configuration* config) {
   const std::string name = config ? config->GetName() : std::string();  // no media has an empty name
   std::unique_ptr<DAMedia> media(CFnx_Dal_MediaFactory::Instance()->Create(name));
-  if (!media) DAL_THROW(Message("")["QRSDAL0516E"] << "CFnx_Dal_Storage::BackupStart: " << name, 1280, 12);
+  if (!media) DAL_THROW("QRSDAL0516E", "CFnx_Dal_Storage::BackupStart: ", name);
   media->BackupStart(config);
 }
 
 void CFnx_Dal_Storage::BackupEnd(CFnx_Dal_Configuration* config) {
   const std::string name = config ? config->GetName() : std::string();  // no media has an empty name
   std::unique_ptr<DAMedia> media(CFnx_Dal_MediaFactory::Instance()->Create(name));
-  if (!media) DAL_THROW(Message("")["QRSDAL0516E"] << "CFnx_Dal_Storage::BackupEnd: " << name, 1280, 12);
+  if (!media) DAL_THROW("QRSDAL0516E", "CFnx_Dal_Storage::BackupEnd: ", name);
   media->BackupEnd(config);
 }
 

@@ -88,9 +88,7 @@ void CFnx_Dal_TapeDev::RequireUsableBlockSize() const {
   // Every block is read into m_buffer and a record has to be a whole number
   // of blocks: any other size would overrun the buffer or split a record.
   if (!tape_block_size_valid(m_block_size)) {
-    DAL_THROW(Message("")["QRSDAL0540E"] << "CFnx_Dal_TapeDev::GetBlockSize: "
-                                         << static_cast<unsigned long long>(m_block_size),
-              1291, 8);
+    DAL_THROW("QRSDAL0540E", "CFnx_Dal_TapeDev::GetBlockSize: ", static_cast<unsigned long long>(m_block_size));
   }
 }
 
@@ -154,14 +152,24 @@ void CFnx_Dal_TapeDev::TapeCheckIsNew() {
   for (;;) {
     aux_Verify_Tape_In_Drive();
     m_position.set(0, 0);
+    std::string unreadable;
     try {
       GotoPosition(m_position);
       ReadBlocks(m_buffer, 1);
-    } catch (const FNXError&) {
-      return;  // a tape that cannot be read at block 0 counts as new
+    } catch (const end_of_tape_error&) {
+      return;  // nothing recorded at block 0: a blank tape
+    } catch (const FNXError& error) {
+      if (error.Code() == kNoDataDetected) return;
+      // Any other failure is no proof of a blank tape: a volume written with
+      // another block size than the drive's fails here, and labelling would
+      // destroy it. The operator decides, as for data without a label.
+      unreadable = error.Text();
     }
     std::string question;
-    if (tape_is_volume_label(m_buffer)) {
+    if (!unreadable.empty()) {
+      question = "A new tape expected. Tape in the drive cannot be read at its start: " + unreadable +
+                 "\nIt may hold data written with another block size.\nPlease insert a new tape";
+    } else if (tape_is_volume_label(m_buffer)) {
       question = "A new tape expected. Tape in the drive has been labeled already,\nlabel: " +
                  DescribeVolumeLabel(m_buffer) + "\nPlease insert a new tape";
     } else {
@@ -251,8 +259,7 @@ void CFnx_Dal_TapeDev::WriteTapeLabel() {
   PrepareNewTape();
   create_new_volume_info();
   ReadBlockSize();
-  CLogMsg log(nullptr, nullptr, 1);
-  log << LogSeverity{1} << "Backup: WriteTapeLabel " << std::string(m_vol_label.bytes(), kTapeLabelSize) << flush;
+  FnxLogLine("Backup: WriteTapeLabel ", std::string(m_vol_label.bytes(), kTapeLabelSize));
   WriteBuf(m_vol_label.bytes(), static_cast<int>(kTapeLabelSize), 1);
   GetCurrentPosition(m_position);
 }
@@ -356,8 +363,7 @@ void CFnx_Dal_TapeDev::BackupEnd() {
   CFnx_Dal_Trace trace("CFnx_Dal_TapeDev::BackupEnd");
   ReadBlockSize();
   const std::string message = "Backup ended: " + create_BackupVolumeStatus_string();
-  CLogMsg log(nullptr, nullptr, 1);
-  log << LogSeverity{1} << message << flush;
+  FnxLogLine(message);
   SetOperatorStatus(message);
 
   CFnx_Dal_ConfigValues values = OwnValues();

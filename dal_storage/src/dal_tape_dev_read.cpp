@@ -31,8 +31,7 @@ void CFnx_Dal_TapeDev::ReadStart(CFnx_Dal_Tape_Location& location) {
   label.m_vol_id.separator[0] = '/';  // the id in the form that labels hold
   const std::string expected(reinterpret_cast<const char*>(&label.m_vol_id), kTapeVolumeIdSize);
 
-  CLogMsg log(nullptr, nullptr, 1);
-  log << LogSeverity{1} << "Restore started from tape: " << expected << flush;
+  FnxLogLine("Restore started from tape: ", expected);
   SetOperatorStatus("Restore started from tape: " + expected);
 
   std::vector<char> block(m_block_size);
@@ -89,10 +88,8 @@ void CFnx_Dal_TapeDev::ReadRead(char* buffer, std::uint32_t length, std::uint32_
       if (!tape_record_length_valid(record_length)) {
         CFnx_Dal_Tape_Position here;
         GetCurrentPosition(here);
-        DAL_THROW(Message("")["QRSDAL0541E"] << "CFnx_Dal_TapeDev::ReadRead: "
-                                             << static_cast<unsigned long long>(here.offset_low()) - 1
-                                             << record_length,
-                  1292, 8);
+        DAL_THROW("QRSDAL0541E", "CFnx_Dal_TapeDev::ReadRead: ", static_cast<unsigned long long>(here.offset_low()) - 1,
+                  record_length);
       }
       const std::uint32_t blocks = tape_record_blocks_to_read(record_length, block_size);
       for (std::uint32_t i = 1; i < blocks; ++i) ReadBlocks(m_buffer + i * block_size, 1);
@@ -125,7 +122,6 @@ void CFnx_Dal_TapeDev::ReadEnd() {
   ReadBlocks(block.data(), 1);
   CFnx_Dal_Tape_Position here;
   GetCurrentPosition(here);
-  CLogMsg log(nullptr, nullptr, 1);
-  log << LogSeverity{1} << "Restore ended, curpos=" << static_cast<unsigned long>(here.offset_low()) << flush;
+  FnxLogLine("Restore ended, curpos=", static_cast<unsigned long>(here.offset_low()));
   SetOperatorStatus("Restore ended");
 }

@@ -14,11 +14,6 @@ constexpr int kAddData = 0;      // add data to the current record
 constexpr int kWriteLabel = 1;   // flush the record, then write data as one block
 constexpr int kFlushRecord = 2;  // flush the record and nothing more
 
-void LogLine(const std::string& text) {
-  CLogMsg log(nullptr, nullptr, 1);
-  log << LogSeverity{1} << text << flush;
-}
-
 }  // namespace
 
 void CFnx_Dal_TapeDev::WriteBuf(char* data, int length, int mode) {
@@ -74,7 +69,7 @@ void CFnx_Dal_TapeDev::set_file_label(tape_file_label& label) {
 void CFnx_Dal_TapeDev::FileWriteStart() {
   CFnx_Dal_Trace trace("CFnx_Dal_TapeDev::FileWriteStart");
   for (;;) {
-    if (!OwnValues().m_backupFlag) DAL_THROW(Message("")["QRSDAL0513E"], 1290, 8);
+    if (!OwnValues().m_backupFlag) DAL_THROW("QRSDAL0513E");
 
     bool foreign = false;
     try {
@@ -95,7 +90,7 @@ void CFnx_Dal_TapeDev::FileWriteStart() {
       foreign = true;
     }
     if (foreign) {
-      LogLine("Foreign tape in the drive.");
+      FnxLogLine("Foreign tape in the drive.");
       const std::string& answer =
           AskRetryCancel("Foreign tape in the drive.\nPlease, insert a new volume and press \"Retry\"", false);
       if (answer == m_opt_cancel) throw tape_user_abort(kSourceFile, __LINE__);
@@ -109,7 +104,7 @@ void CFnx_Dal_TapeDev::FileWriteStart() {
     try {
       WriteBuf(m_file_label.bytes(), static_cast<int>(kTapeLabelSize), kWriteLabel);
     } catch (const end_of_tape_error&) {
-      LogLine("End of tape reached.");
+      FnxLogLine("End of tape reached.");
       // The start label is not on tape: going on would leave a file that no
       // location finds. So an answer that names no option asks again.
       for (;;) {
@@ -130,24 +125,20 @@ void CFnx_Dal_TapeDev::FileWriteStart() {
 }
 
 bool CFnx_Dal_TapeDev::FileWrite(char* data, std::uint32_t length, std::uint32_t& written) {
-  LogLine("Backup: FileWrite started");
+  FnxLogLine("Backup: FileWrite started");
   written = 0;
   // After the end of the medium the file in work is given up: its start label
   // and old records lie on the previous volume, and more bytes would land
   // behind the new volume label where no location finds them. Only a new
   // FileWriteStart opens a file again.
   if (!m_file_open) {
-    DAL_THROW(Message("")["QRSDAL0543E"] << "CFnx_Dal_TapeDev::FileWrite: "
-                                         << "start the file anew with FileWriteStart",
-              1294, 8);
+    DAL_THROW("QRSDAL0543E", "CFnx_Dal_TapeDev::FileWrite: ", "start the file anew with FileWriteStart");
   }
   // The end label holds the length as a signed 32-bit number: refuse the
   // bytes that would pass it before any of them is taken.
   if (m_file_bytes + static_cast<std::int64_t>(length) > kTapeMaxFileBytes) {
-    DAL_THROW(Message("")["QRSDAL0542E"] << "CFnx_Dal_TapeDev::FileWrite: "
-                                         << static_cast<long long>(m_file_bytes + length)
-                                         << static_cast<long long>(kTapeMaxFileBytes),
-              1293, 8);
+    DAL_THROW("QRSDAL0542E", "CFnx_Dal_TapeDev::FileWrite: ", static_cast<long long>(m_file_bytes + length),
+              static_cast<long long>(kTapeMaxFileBytes));
   }
   ReadBlockSize();
   try {
@@ -159,7 +150,7 @@ bool CFnx_Dal_TapeDev::FileWrite(char* data, std::uint32_t length, std::uint32_t
     GotoPosition(m_position);
     CloseHandle();
     m_buf_pos = kTapeRecordHeader;
-    LogLine("End of tape reached.");
+    FnxLogLine("End of tape reached.");
     const std::string& answer = AskRetryCancel(
         "End of tape reached. A new volume will be started.\nPlease, insert a new volume and press \"Retry\"",
         false);
@@ -175,7 +166,6 @@ bool CFnx_Dal_TapeDev::FileWrite(char* data, std::uint32_t length, std::uint32_t
 
 void CFnx_Dal_TapeDev::FileWriteEnd(CFnx_Dal_Tape_Location& location) {
   CFnx_Dal_Trace trace("CFnx_Dal_TapeDev::FileWriteEnd");
-  CLogMsg log(nullptr, nullptr, 1);
   m_file_open = false;  // an ended file takes no more bytes
   ReadBlockSize();
   if (GetHandle() == 0 || m_file_bytes == 0) return;
@@ -189,8 +179,7 @@ void CFnx_Dal_TapeDev::FileWriteEnd(CFnx_Dal_Tape_Location& location) {
   m_vol_status.note_file_end();
   location.set_from_end_label(m_file_label.basic, OwnValues().m_name);
   UpdateConfigValues();
-  log << LogSeverity{1} << "Backup: FileWrite ended file_label=("
-      << std::string(m_file_label.bytes(), kTapeLabelSize) << ")" << flush;
+  FnxLogLine("Backup: FileWrite ended file_label=(", std::string(m_file_label.bytes(), kTapeLabelSize), ")");
 }
 
 std::int64_t CFnx_Dal_TapeDev::GetFileSize() const { return m_file_bytes; }

@@ -2,7 +2,6 @@
 // held locks, full directories and short writes, and what each leaves behind.
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <functional>
 #include <memory>
 #include <string>
@@ -14,14 +13,15 @@
 #include "disk_content.h"
 #include "fnx_expect.h"
 #include "media_double.h"
+#include "os_faults.h"
 #include "os_file.h"
 #include "os_path.h"
 #include "osl_directory.h"
 #include "temp_dir.h"
 
 #ifndef _WIN32
-#include <signal.h>
-#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #endif
 
 namespace {
@@ -57,6 +57,13 @@ TEST(StorageRefusals, EachRaisesItsFNXErrorAndChangesNothing) {
   const auto openNew = [](const std::string& media, CFnx_Dal_Configuration* config) {
     CFnx_Dal_Storage().OpenForWriting(media, config);
   };
+  // A root or an extension that would make a location the parser refuses.
+  const std::string splitRoot = dir.Join("a,b");
+  const auto openWith = [&](const std::string& root, const std::string& extension) {
+    CFnx_Dal_Storage document;
+    document.SetFileExtension(extension);
+    document.OpenForWriting("disk", DiskConfig(root).get());
+  };
   struct Row {
     std::function<void()> call;
     const char* id;
@@ -80,6 +87,13 @@ TEST(StorageRefusals, EachRaisesItsFNXErrorAndChangesNothing) {
       {[&] { openNew("DISK", disk.get()); }, "QRSDAL0507E", 1287, 8, "'DISK'"},
       {[&] { openNew("disk", &tape); }, "QRSDAL0507E", 1287, 8, "'disk'"},
       {[&] { openNew("disk", nullptr); }, "QRSDAL0507E", 1287, 8, ""},
+      {[&] { openWith("", ""); }, "QRSDAL0502E", 1282, 12, "root ''"},
+      {[&] { openWith(splitRoot, ""); }, "QRSDAL0502E", 1282, 12, splitRoot},
+      {[&] { openWith(dir.Join("a@b"), ""); }, "QRSDAL0502E", 1282, 12, "a@b"},
+      {[&] { openWith(dir.Join("a#b"), ""); }, "QRSDAL0502E", 1282, 12, "a#b"},
+      {[&] { openWith(root, "x#y"); }, "QRSDAL0502E", 1282, 12, "extension 'x#y'"},
+      {[&] { openWith(root, "@"); }, "QRSDAL0502E", 1282, 12, "extension '@'"},
+      {[&] { openWith(root, "a,b"); }, "QRSDAL0502E", 1282, 12, "extension 'a,b'"},
       {[&] { stored.Write("x", 1, written, 2); }, "QRSDAL0508E", 1288, 8, "2"},  // before its file
       {[&] { stored.Write("x", 1, written, -2); }, "QRSDAL0508E", 1288, 8, "-2"},
       {[&] { stored.Write("x", 1, written, 9); }, "QRSDAL0508E", 1288, 8, "9"},  // one past the end
@@ -99,6 +113,8 @@ TEST(StorageRefusals, EachRaisesItsFNXErrorAndChangesNothing) {
   EXPECT_EQ(ReadFile(existing), "kept");
   EXPECT_FALSE(Osl_File_System::exists(missing));
   EXPECT_FALSE(Osl_File_System::exists(root)) << "no refused open, and no disk backup, makes the root";
+  EXPECT_FALSE(Osl_File_System::exists(splitRoot));
+  EXPECT_FALSE(Osl_File_System::exists("lockfile")) << "an empty root is not the working directory";
 }
 
 // True when nobody holds the root's lockfile: a lock without waiting is granted.
@@ -133,18 +149,13 @@ TEST_F(DiskFailures, ARootThatIsAPlainFileRefusesNewDocuments) {
 }
 
 TEST_F(DiskFailures, ARootWithoutWritePermissionRefusesNewDocuments) {
-  namespace fs = std::filesystem;
   Osl_Directory::create(root);
-  fs::permissions(root, fs::perms::owner_read | fs::perms::owner_exec);
-  try {
-    WriteFile(os_path(root, "probe"), "");
-    fs::permissions(root, fs::perms::owner_all);
-    GTEST_SKIP() << "root ignores permissions on POSIX, and Windows directories the read-only attribute";
-  } catch (const std::exception&) {
+  {
+    RefuseCreatesIn readOnly(root);
+    CFnx_Dal_Storage document;
+    EXPECT_THROW(document.OpenForWriting("disk", config.get()), os_file_toolkit_error);
+    EXPECT_FALSE(document.IsOpen());
   }
-  CFnx_Dal_Storage document;
-  EXPECT_THROW(document.OpenForWriting("disk", config.get()), os_file_toolkit_error);
-  fs::permissions(root, fs::perms::owner_all);
   EXPECT_TRUE(Entries(root).empty());
 }
 
@@ -156,6 +167,7 @@ TEST_F(DiskFailures, ALimitBelowTenFailsWhenTheDirectoryFillsAndFreesTheLockfile
       ExpectFnxError([&] { document.OpenForWriting("disk", config.get()); }, "QRSDAL0637E", 1281, 8);
   EXPECT_NE(text.find('5'), std::string::npos) << text;
   EXPECT_FALSE(document.IsOpen());
+  EXPECT_EQ(document.GetName(), "") << "a file without a place is named nowhere";
   EXPECT_TRUE(LockfileIsFree(root));
   const std::vector<std::string> dirs = DateDirectories(root);
   ASSERT_EQ(dirs.size(), 1u);
@@ -184,6 +196,33 @@ TEST_F(DiskFailures, TheDocumentLockHoldsUntilCloseAndTheLockfileOnlyDuringTheOp
   EXPECT_TRUE(update.ReOpenForWriting()) << "the lock goes with Close";
   update.Close(false);
 }
+
+#ifndef _WIN32
+// A worker forked while a document is open shares the open file; the
+// document lock must still go with the parent's Close, not with the worker.
+TEST_F(DiskFailures, TheDocumentLockGoesWithCloseWhileAForkedChildLives) {
+  std::unique_ptr<CFnx_Dal_Storage> document = OpenNew("doc");
+  int release[2];
+  ASSERT_EQ(pipe(release), 0);
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {  // keeps the inherited descriptors until the parent is done
+    close(release[1]);
+    alarm(30);
+    char byte;
+    _exit(read(release[0], &byte, 1) < 0 ? 1 : 0);
+  }
+  close(release[0]);
+  document->Close(false);
+  CFnx_Dal_Storage update(document->GetName());
+  EXPECT_NO_THROW(update.ReOpenForWriting());
+  update.Close(true);
+  close(release[1]);
+  int status = -1;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+}
+#endif
 
 TEST_F(DiskFailures, ADeleteThatCannotRemoveItsDirectoryReportsItAndFreesTheLockfile) {
   std::unique_ptr<CFnx_Dal_Storage> document = OpenNew("doc");
@@ -221,27 +260,7 @@ TEST(DiskLockfile, DeleteFindsTheWritersLockfileForEveryFormOfRoot) {
   EXPECT_EQ(untouched, "kept");
 }
 
-#ifndef _WIN32
-// A per-process file size limit makes the disk take a write only in part.
-struct FileSizeLimit {
-  explicit FileSizeLimit(rlim_t bytes) : handler(signal(SIGXFSZ, SIG_IGN)) {
-    getrlimit(RLIMIT_FSIZE, &old);
-    rlimit limit{bytes, old.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &limit);
-  }
-  ~FileSizeLimit() {
-    setrlimit(RLIMIT_FSIZE, &old);
-    signal(SIGXFSZ, handler);
-  }
-  rlimit old{};
-  void (*handler)(int);
-};
-#endif
-
 TEST_F(DiskFailures, AShortWriteAddsAFileAndALocatedDocumentRefusesToGrow) {
-#ifdef _WIN32
-  GTEST_SKIP() << "a short disk write is forced with a POSIX file size limit";
-#else
   constexpr std::uint32_t kLimit = 64 * 1024;
   const std::string content = DocumentBytes(1, 3 * kLimit);
   std::string location;
@@ -281,30 +300,34 @@ TEST_F(DiskFailures, AShortWriteAddsAFileAndALocatedDocumentRefusesToGrow) {
   std::string back(content.size() + 10, '\0');
   back.resize(static_cast<std::size_t>(reader.Read(back.data(), static_cast<std::uint32_t>(back.size()), -1)));
   EXPECT_TRUE(back == expected);
-#endif
 }
 
 // A file that takes nothing: a full file that was there before gets a new
 // file behind it, a file joined in the same call stops the write, and tape
-// hands the rest back to the caller.
+// hands the rest back to the caller. A file whose open fails has no place:
+// it never enters the name, and the bytes already written are reported.
 TEST(StorageShortWrites, OnlyAFileJoinedInTheSameCallStopsTheWrite) {
+  enum Result { kFalse, kTrue, kThrows };
   struct Call {
     std::uint32_t length;
-    bool result;
+    Result result;
     std::uint32_t written;
     std::size_t files;
   };
   struct Case {
     bool tape;
-    std::deque<std::uint32_t> capacities;
+    std::deque<std::int64_t> capacities;
     std::vector<Call> calls;
   };
+  constexpr std::int64_t kFails = CappedMedia::kOpenFails;
   const Case cases[] = {
-      {false, {4, 100}, {{4, true, 4, 1}, {3, true, 3, 2}}},  // the full first file was there before
-      {false, {4, 4, 0}, {{10, false, 8, 3}}},                // the third file, joined here, takes nothing
-      {false, {4, 0}, {{4, true, 4, 1}, {3, false, 0, 2}}},
-      {true, {5}, {{5, true, 5, 1}, {3, true, 0, 1}}},        // tape never gains a file
-      {true, {3}, {{5, true, 3, 1}}},
+      {false, {4, 100}, {{4, kTrue, 4, 1}, {3, kTrue, 3, 2}}},  // the full first file was there before
+      {false, {4, 4, 0}, {{10, kFalse, 8, 3}}},                 // the third file, joined here, takes nothing
+      {false, {4, 0}, {{4, kTrue, 4, 1}, {3, kFalse, 0, 2}}},
+      {false, {500}, {{800, kThrows, 500, 1}, {1, kThrows, 0, 1}}},
+      {false, {kFails}, {}},
+      {true, {5}, {{5, kTrue, 5, 1}, {3, kTrue, 0, 1}}},  // tape never gains a file
+      {true, {3}, {{5, kTrue, 3, 1}}},
   };
   for (const Case& c : cases) {
     CFnx_Dal_ConfigurationTape tape;
@@ -313,11 +336,21 @@ TEST(StorageShortWrites, OnlyAFileJoinedInTheSameCallStopsTheWrite) {
     DalMediaFactoryTestAccess registration(new CappedMedia(config.GetName()));
     CappedMedia::s_capacities = c.capacities;
     CFnx_Dal_Storage document;
+    if (c.capacities.front() == kFails) {
+      EXPECT_THROW(document.OpenForWriting(config.GetName(), &config), FNXError);
+      EXPECT_EQ(document.GetName(), "");
+      continue;
+    }
     ASSERT_TRUE(document.OpenForWriting(config.GetName(), &config));
     for (const Call& call : c.calls) {
       const std::string data(call.length, 'd');
       std::uint32_t written = 99;
-      EXPECT_EQ(document.Write(data.data(), call.length, written, -1), call.result) << document.GetName();
+      if (call.result == kThrows) {
+        CappedMedia::s_capacities.push_back(kFails);
+        EXPECT_THROW(document.Write(data.data(), call.length, written, -1), FNXError);
+      } else {
+        EXPECT_EQ(document.Write(data.data(), call.length, written, -1), call.result == kTrue);
+      }
       EXPECT_EQ(written, call.written) << document.GetName();
       std::vector<std::string> files;
       ParseStorageLocation(document.GetName(), files);
@@ -325,6 +358,15 @@ TEST(StorageShortWrites, OnlyAFileJoinedInTheSameCallStopsTheWrite) {
     }
     document.Close(true);
   }
+}
+
+// A read never reports more than a long can hold: a longer one comes back short.
+TEST(StorageLongReads, OneCallIsCappedAtTheLargestLong) {
+  DalMediaFactoryTestAccess registration(new CappedMedia("tape"));
+  CappedMedia::s_readable = 2000000000;
+  CFnx_Dal_Storage document("tape@a,0,2000000000#tape@b,2000000000,2000000000#");
+  char untouched = 0;  // the double reports bytes without placing them
+  EXPECT_EQ(document.Read(&untouched, UINT32_MAX, -1), INT32_MAX);
 }
 
 // A centera document is placed like a disk one but in its root, and hands

@@ -2,12 +2,14 @@
 // A media double for the handle's own logic: each file takes only as many
 // bytes as its capacity, the capacities given in the order the files are
 // made, so a disk that fills up and a tape that ends look the same to it.
+// A read reports up to s_readable bytes without placing any in the buffer.
 #include <algorithm>
 #include <cstdint>
 #include <deque>
 #include <string>
 
 #include "dal_media.h"
+#include "fnx_error.h"
 #include "os_text.h"
 
 struct migrate_parameters {
@@ -23,9 +25,13 @@ class CappedMedia : public DAMedia {
   void OpenForReading(const std::string& location) override { m_location = location; }
   void OpenForWriting(CFnx_Dal_Configuration*, const std::string&) override {
     static int made = 0;
+    if (!s_capacities.empty() && s_capacities.front() == kOpenFails) {
+      s_capacities.pop_front();
+      throw FNXError("no place for the file", 1281, 8, "media_double", __LINE__);
+    }
     m_location = m_name + "-file-" + std::to_string(++made);
     if (!s_capacities.empty()) {
-      m_capacity = s_capacities.front();
+      m_capacity = static_cast<std::uint32_t>(s_capacities.front());
       s_capacities.pop_front();
     }
   }
@@ -41,8 +47,8 @@ class CappedMedia : public DAMedia {
     counted = written;
     return true;
   }
-  bool Read(char*, std::uint32_t, std::uint32_t& read, std::int64_t) override {
-    read = 0;
+  bool Read(char*, std::uint32_t length, std::uint32_t& read, std::int64_t) override {
+    read = std::min(length, s_readable);
     return true;
   }
   void GetLocation(std::string& location) override { location = m_location; }
@@ -56,7 +62,10 @@ class CappedMedia : public DAMedia {
   }
 
   // Capacities of the next files made by OpenForWriting; unlimited when empty.
-  static inline std::deque<std::uint32_t> s_capacities;
+  // kOpenFails: that open throws before the file has a place.
+  static inline std::deque<std::int64_t> s_capacities;
+  static constexpr std::int64_t kOpenFails = -1;
+  static inline std::uint32_t s_readable = 0;
   // What the last hand-over received.
   static inline std::string s_handedTarget;
   static inline migrate_parameters* s_handedParameters = nullptr;

@@ -12,6 +12,11 @@
 #include "os_text.h"
 #include "temp_dir.h"
 
+#ifndef _WIN32
+#include <sys/wait.h>
+#include <unistd.h>
+#endif
+
 namespace {
 
 TEST(RandomNumber, UniqueAcrossThreadsAndProcesses) {
@@ -50,5 +55,36 @@ TEST(RandomNumber, UniqueAcrossThreadsAndProcesses) {
   }
   EXPECT_EQ(seen.size(), std::size_t{kThreads + 2} * kCalls) << "a number was drawn twice";
 }
+
+#ifndef _WIN32
+// Workers forked from a process that has already named documents must not
+// repeat each other's names.
+TEST(RandomNumber, UniqueInProcessesForkedAfterUse) {
+  TempDir dir;
+  constexpr int kCalls = 1000;
+  constexpr int kChildren = 2;
+  std::set<std::string> seen{RandomNumber()};
+  std::vector<pid_t> children;
+  for (int c = 0; c < kChildren; ++c) {
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+      std::string text;
+      for (int i = 0; i < kCalls; ++i) text += RandomNumber() + "\n";
+      WriteFile(dir.Join("child" + std::to_string(c)), text);
+      _exit(0);
+    }
+    children.push_back(child);
+  }
+  for (int i = 0; i < kCalls; ++i) seen.insert(RandomNumber());
+  for (int c = 0; c < kChildren; ++c) {
+    int status = -1;
+    ASSERT_EQ(waitpid(children[c], &status, 0), children[c]);
+    std::istringstream lines(ReadFile(dir.Join("child" + std::to_string(c))));
+    for (std::string line; std::getline(lines, line);) seen.insert(line);
+  }
+  EXPECT_EQ(seen.size(), std::size_t{kChildren + 1} * kCalls + 1) << "a name came twice";
+}
+#endif
 
 }  // namespace

@@ -5,7 +5,12 @@
 #include <string>
 #include <vector>
 
+#include <functional>
+#include <memory>
+
+#include "dal_configuration.h"
 #include "dal_storage.h"
+#include "fnx_error.h"
 #include "osl_directory.h"
 #include "temp_dir.h"
 
@@ -86,6 +91,51 @@ TEST_F(StoredDocument, ResizeCutsAndRemovesWholeFiles) {
   ASSERT_TRUE(reader.OpenForReading(nullptr));
   EXPECT_FALSE(reader.Resize(2)) << "a document open for reading is not cut";
   EXPECT_EQ(ReadFile(paths[0]), "aaaa");
+}
+
+// A cut that fails loses nothing: the files behind it stay on disk and in
+// the name, and reads still find their bytes. Whole files that do go leave
+// the disk too, also from a handle that was never opened.
+TEST_F(StoredDocument, AFailedCutKeepsEveryFileAndRemovedFilesLeaveTheDisk) {
+  for (const bool opened : {true, false}) {
+    for (int i = 0; i < 3; ++i) WriteFile(paths[i], std::string("0123456789ab").substr(4 * i, 4));
+    CFnx_Dal_Storage document(location);
+    if (opened) {
+      ASSERT_TRUE(document.OpenForReading(nullptr));
+    }
+    EXPECT_FALSE(document.Resize(5)) << "a file not open for writing is not cut";
+    EXPECT_EQ(document.GetName(), location);
+    EXPECT_EQ(Contents(), "0123456789ab");
+    if (opened) {
+      std::string three(3, '\0');
+      EXPECT_EQ(document.Read(three.data(), 3, 2), 3);
+      EXPECT_EQ(three, "234");
+    }
+    EXPECT_TRUE(document.Resize(8)) << "the file before the new end stays whole";
+    EXPECT_EQ(document.GetSize(), 8);
+    EXPECT_FALSE(Osl_File_System::exists(paths[2])) << (opened ? "opened" : "never opened");
+  }
+}
+
+// An open that fails at a later file closes the files it had opened, so
+// their locks do not outlive the failed call.
+TEST_F(StoredDocument, AFailedOpenClosesTheFilesItOpened) {
+  std::unique_ptr<CFnx_Dal_Configuration> config(Create_Dal_Configuration("disk", CFnx_Dal_ConfigValues()));
+  CFnx_Dal_Storage holder(paths[1]);
+  ASSERT_TRUE(holder.ReOpenForWriting());
+  const std::function<void(CFnx_Dal_Storage&)> opens[] = {
+      [](CFnx_Dal_Storage& document) { document.ReOpenForWriting(); },
+      [&](CFnx_Dal_Storage& document) { document.OpenForWriting("disk", config.get()); },
+  };
+  for (const auto& open : opens) {
+    CFnx_Dal_Storage document(location);
+    document.SetFileCreateFlag(false);
+    EXPECT_THROW(open(document), FNXError) << "the second file is locked";
+    document.Close(false);
+    CFnx_Dal_Storage first(paths[0]);
+    EXPECT_NO_THROW(first.ReOpenForWriting()) << "the first file is free again";
+    first.Close(true);
+  }
 }
 
 TEST_F(StoredDocument, DeleteGoesOnPastAMissingFile) {

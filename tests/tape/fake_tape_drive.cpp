@@ -36,9 +36,16 @@ void FakeTapeDev::GetCurrentPosition(CFnx_Dal_Tape_Position& position) {
 void FakeTapeDev::ReadBlocks(char* buffer, unsigned long long count) {
   const FakeCartridge& cartridge = m_drive.Require();
   for (unsigned long long i = 0; i < count; ++i) {
-    if (m_drive.m_position >= cartridge.blocks.size()) throw end_of_tape_error(kSourceFile, __LINE__);
+    if (m_drive.m_position >= cartridge.blocks.size()) {
+      if (m_drive.end_of_data_code) throw FNXError("ReadBlocks: no data", 1104, 12, kSourceFile, __LINE__);
+      throw end_of_tape_error(kSourceFile, __LINE__);
+    }
     if (cartridge.unreadable.count(m_drive.m_position)) throw DriveFailure("ReadBlocks");
-    const std::string& block = cartridge.blocks[m_drive.m_position++];
+    const std::string& block = cartridge.blocks[m_drive.m_position];
+    // A block recorded at another size than the drive's fails, as a drive in
+    // fixed block mode reports it, and the drive does not move.
+    if (block.size() != m_drive.m_block_size) throw FNXError("ReadBlocks: invalid block length", 1106, 12, kSourceFile, __LINE__);
+    ++m_drive.m_position;
     std::memcpy(buffer + i * m_drive.m_block_size, block.data(), block.size());
   }
 }

@@ -34,6 +34,7 @@ class FakeTapeDrive {
 
   bool lacks_features = false;
   bool position_fails = false;  // how a tape of another format shows itself
+  bool end_of_data_code = false;  // reads at the end fail as a platform drive reports it, 1104
   int closes = 0;
 
  private:

@@ -60,11 +60,14 @@ std::uint64_t ProcessSeed() {
 }  // namespace
 
 // SplitMix64 is a bijection, so distinct counter values never give the same
-// text within a process; the seed keeps processes apart.
+// text within a process; the seed keeps processes apart. The process id is
+// mixed in at every call: a child forked after the first call inherits seed
+// and counter, and would otherwise repeat its parent's and siblings' texts.
 std::string RandomNumber() {
   static const std::uint64_t seed = ProcessSeed();
   static std::atomic<std::uint64_t> counter{0};
-  const std::uint64_t value = SplitMix64(seed + counter.fetch_add(1, std::memory_order_relaxed));
+  const std::uint64_t stream = SplitMix64(seed ^ os_process_id());
+  const std::uint64_t value = SplitMix64(stream + counter.fetch_add(1, std::memory_order_relaxed));
   char text[17];
   std::snprintf(text, sizeof text, "%016llx", static_cast<unsigned long long>(value));
   return text;

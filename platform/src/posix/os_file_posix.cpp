@@ -2,11 +2,8 @@
 #include <cerrno>
 #include <cstring>
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include "os_file.h"
+#include "os_syscalls.h"
 #include "os_toolkit_error.h"
 
 namespace {
@@ -24,17 +21,30 @@ struct flock ToFlock(const os_file_lock& lock, short type) {
   return record;
 }
 
+// Closing a descriptor that a forked child shares leaves its locks with the
+// child: they are released first, as the Win32 close does. Failures are
+// ignored, since the close that follows is what the caller asked for.
+void ReleaseLocks(int fd) {
+  struct flock record = ToFlock(os_file_lock(1, 0, 0, 0), F_UNLCK);
+  const int saved = errno;
+  os_sys.fcntl_lock(fd, F_OFD_SETLK, &record);
+  errno = saved;
+}
+
 }  // namespace
 
 os_file::~os_file() {
-  if (is_open()) ::close(Fd(m_handle));
+  if (!is_open()) return;
+  ReleaseLocks(Fd(m_handle));
+  os_sys.close(Fd(m_handle));
 }
 
 void os_file::close() {
   if (!is_open()) return;
+  ReleaseLocks(Fd(m_handle));
   // POSIX leaves the descriptor closed even when close reports an error; the
   // error still reaches the caller, as a lost write would.
-  const int result = ::close(Fd(m_handle));
+  const int result = os_sys.close(Fd(m_handle));
   const int error = errno;
   m_handle = os_invalid_handle;
   if (result != 0 && error != EINTR) throw os_file_error("close", m_path, error);
@@ -47,7 +57,7 @@ int os_file::read(void* buffer, int length) {
   }
   int done = 0;
   while (done < length) {
-    const ssize_t n = ::read(Fd(m_handle), static_cast<char*>(buffer) + done, static_cast<size_t>(length - done));
+    const ssize_t n = os_sys.read(Fd(m_handle), static_cast<char*>(buffer) + done, static_cast<size_t>(length - done));
     if (n < 0) {
       if (errno == EINTR) continue;
       return done > 0 ? done : -1;
@@ -65,7 +75,7 @@ int os_file::write(const void* buffer, int length) {
   }
   int done = 0;
   while (done < length) {
-    const ssize_t n = ::write(Fd(m_handle), static_cast<const char*>(buffer) + done, static_cast<size_t>(length - done));
+    const ssize_t n = os_sys.write(Fd(m_handle), static_cast<const char*>(buffer) + done, static_cast<size_t>(length - done));
     if (n < 0) {
       if (errno == EINTR) continue;
       return done > 0 ? done : -1;
@@ -79,7 +89,7 @@ bool os_file::add_lock(const os_file_lock& lock, bool wait) {
   if (!is_open()) throw os_file_error("lock", m_path, EBADF);
   struct flock record = ToFlock(lock, lock.type() == 1 ? F_WRLCK : F_RDLCK);
   for (;;) {
-    if (::fcntl(Fd(m_handle), wait ? F_OFD_SETLKW : F_OFD_SETLK, &record) == 0) return true;
+    if (os_sys.fcntl_lock(Fd(m_handle), wait ? F_OFD_SETLKW : F_OFD_SETLK, &record) == 0) return true;
     const int error = errno;
     if (error == EINTR) continue;
     if (error == EAGAIN || error == EACCES || error == EDEADLK) return false;
@@ -90,7 +100,7 @@ bool os_file::add_lock(const os_file_lock& lock, bool wait) {
 void os_file::remove_all_locks() {
   if (!is_open()) throw os_file_error("unlock", m_path, EBADF);
   struct flock record = ToFlock(os_file_lock(1, 0, 0, 0), F_UNLCK);
-  if (::fcntl(Fd(m_handle), F_OFD_SETLK, &record) != 0) throw os_file_error("unlock", m_path, errno);
+  if (os_sys.fcntl_lock(Fd(m_handle), F_OFD_SETLK, &record) != 0) throw os_file_error("unlock", m_path, errno);
 }
 
 void Osl_File::open(const std::string& path, int flags, int access, unsigned long /*reserved*/) {
@@ -101,14 +111,14 @@ void Osl_File::open(const std::string& path, int flags, int access, unsigned lon
   m_path = path;
   int fd;
   do {
-    fd = ::open(os_file_path("open", path), mode | O_CLOEXEC, 0666);
+    fd = os_sys.open(os_file_path("open", path), mode | O_CLOEXEC, 0666);
   } while (fd < 0 && errno == EINTR);
   if (fd < 0) throw os_file_error("open", path, errno);
   // A directory opens read-only on POSIX (a writing open fails by itself
   // with EISDIR); as on Win32 it is no file. Only that open pays the fstat.
   struct stat status{};
-  if ((mode & O_ACCMODE) == O_RDONLY && ::fstat(fd, &status) == 0 && S_ISDIR(status.st_mode)) {
-    ::close(fd);
+  if ((mode & O_ACCMODE) == O_RDONLY && os_sys.fstat(fd, &status) == 0 && S_ISDIR(status.st_mode)) {
+    os_sys.close(fd);
     throw os_file_error("open", path, EISDIR);
   }
   m_handle = fd;
@@ -116,18 +126,18 @@ void Osl_File::open(const std::string& path, int flags, int access, unsigned lon
 
 bool os_set_file_pointer(os_native_handle handle, std::int64_t offset, int origin, std::int64_t* newPosition) {
   const int whence = origin == 1 ? SEEK_CUR : origin == 2 ? SEEK_END : SEEK_SET;
-  const off_t position = ::lseek(Fd(handle), static_cast<off_t>(offset), whence);
+  const off_t position = os_sys.lseek(Fd(handle), static_cast<off_t>(offset), whence);
   if (position < 0) return false;
   if (newPosition) *newPosition = position;
   return true;
 }
 
 bool os_set_end_of_file(os_native_handle handle) {
-  const off_t position = ::lseek(Fd(handle), 0, SEEK_CUR);
+  const off_t position = os_sys.lseek(Fd(handle), 0, SEEK_CUR);
   if (position < 0) return false;
   int result;
   do {
-    result = ::ftruncate(Fd(handle), position);
+    result = os_sys.ftruncate(Fd(handle), position);
   } while (result != 0 && errno == EINTR);
   return result == 0;
 }

@@ -3,11 +3,8 @@
 #include <cstring>
 #include <memory>
 
-#include <dirent.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include "os_file.h"
+#include "os_syscalls.h"
 #include "os_toolkit_error.h"
 #include "osl_directory.h"
 
@@ -15,13 +12,13 @@ Osl_Directory::Osl_Directory(const std::string& path, int /*reserved*/) : m_path
 
 std::vector<std::string> Osl_Directory::filenames() const {
   // Closed however the listing ends, also when a name cannot be stored.
-  const std::unique_ptr<DIR, int (*)(DIR*)> directory(::opendir(os_file_path("list directory", m_path)),
-                                                      &::closedir);
+  const std::unique_ptr<DIR, int (*)(DIR*)> directory(os_sys.opendir(os_file_path("list directory", m_path)),
+                                                      os_sys.closedir);
   if (!directory) throw os_file_error("list directory", m_path, errno);
   std::vector<std::string> names{".", ".."};
   for (;;) {
     errno = 0;  // readdir tells its end from a failure only by errno
-    const dirent* entry = ::readdir(directory.get());
+    const dirent* entry = os_sys.readdir(directory.get());
     if (!entry) break;
     const std::string name = entry->d_name;
     if (name != "." && name != "..") names.push_back(name);
@@ -32,29 +29,29 @@ std::vector<std::string> Osl_Directory::filenames() const {
 
 bool Osl_Directory::exists(const std::string& path) {
   struct stat status{};
-  return os_path_usable(path) && ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+  return os_path_usable(path) && os_sys.stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
 void Osl_Directory::create(const std::string& path) {
-  if (::mkdir(os_file_path("create directory", path), 0777) != 0) throw os_file_error("create directory", path, errno);
+  if (os_sys.mkdir(os_file_path("create directory", path), 0777) != 0) throw os_file_error("create directory", path, errno);
 }
 
 void Osl_Directory::remove(const std::string& path) {
-  if (::rmdir(os_file_path("remove directory", path)) != 0) throw os_file_error("remove directory", path, errno);
+  if (os_sys.rmdir(os_file_path("remove directory", path)) != 0) throw os_file_error("remove directory", path, errno);
 }
 
 bool Osl_File_System::exists(const std::string& path) {
   struct stat status{};
-  return os_path_usable(path) && ::lstat(path.c_str(), &status) == 0;
+  return os_path_usable(path) && os_sys.lstat(path.c_str(), &status) == 0;
 }
 
 void Osl_File_System::remove(const std::string& path) {
-  if (::unlink(os_file_path("remove", path)) != 0) throw os_file_error("remove", path, errno);
+  if (os_sys.unlink(os_file_path("remove", path)) != 0) throw os_file_error("remove", path, errno);
 }
 
 Osl_IO_Status::Osl_IO_Status(const std::string& path) {
   struct stat status{};
-  if (::stat(path.c_str(), &status) != 0) {
+  if (os_sys.stat(path.c_str(), &status) != 0) {
     const int error = errno;
     throw os_io_toolkit_error("status '" + path + "': " + std::strerror(error), static_cast<std::uint32_t>(error));
   }

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "os_file.h"
+#include "os_syscalls.h"
 #include "win32_error.h"
 
 namespace {
@@ -17,7 +18,7 @@ OVERLAPPED RangeStart(std::uint64_t start) {
 
 bool UnlockRange(HANDLE handle, std::uint64_t start, std::uint64_t length) {
   OVERLAPPED place = RangeStart(start);
-  return ::UnlockFileEx(handle, 0, static_cast<DWORD>(length), static_cast<DWORD>(length >> 32), &place) != 0;
+  return os_sys.UnlockFileEx(handle, 0, static_cast<DWORD>(length), static_cast<DWORD>(length >> 32), &place) != 0;
 }
 
 }  // namespace
@@ -38,7 +39,7 @@ void os_file::close() {
   m_locks.clear();
   // A handle whose close failed is not usable any more: it counts as closed,
   // and the error still reaches the caller, as a lost write would.
-  const BOOL closed = ::CloseHandle(Win32Handle(m_handle));
+  const BOOL closed = os_sys.CloseHandle(Win32Handle(m_handle));
   const DWORD error = ::GetLastError();
   m_handle = os_invalid_handle;
   if (!closed) throw os_file_error("close", m_path, error);
@@ -52,7 +53,7 @@ int os_file::read(void* buffer, int length) {
   int done = 0;
   while (done < length) {
     DWORD count = 0;
-    if (!::ReadFile(Win32Handle(m_handle), static_cast<char*>(buffer) + done, static_cast<DWORD>(length - done),
+    if (!os_sys.ReadFile(Win32Handle(m_handle), static_cast<char*>(buffer) + done, static_cast<DWORD>(length - done),
                     &count, nullptr)) {
       return done > 0 ? done : -1;
     }
@@ -70,7 +71,7 @@ int os_file::write(const void* buffer, int length) {
   int done = 0;
   while (done < length) {
     DWORD count = 0;
-    if (!::WriteFile(Win32Handle(m_handle), static_cast<const char*>(buffer) + done,
+    if (!os_sys.WriteFile(Win32Handle(m_handle), static_cast<const char*>(buffer) + done,
                      static_cast<DWORD>(length - done), &count, nullptr)) {
       return done > 0 ? done : -1;
     }
@@ -89,7 +90,7 @@ bool os_file::add_lock(const os_file_lock& lock, bool wait) {
   }
   if (lock.whence() == 2) {
     LARGE_INTEGER size{};
-    if (!::GetFileSizeEx(handle, &size)) throw os_file_error("lock", m_path, ::GetLastError());
+    if (!os_sys.GetFileSizeEx(handle, &size)) throw os_file_error("lock", m_path, ::GetLastError());
     base = size.QuadPart;
   }
   std::int64_t start = base + lock.start();
@@ -114,7 +115,7 @@ bool os_file::add_lock(const os_file_lock& lock, bool wait) {
   DWORD flags = exclusive ? LOCKFILE_EXCLUSIVE_LOCK : 0;
   if (!wait) flags |= LOCKFILE_FAIL_IMMEDIATELY;
   OVERLAPPED place = RangeStart(first);
-  if (::LockFileEx(handle, flags, 0, static_cast<DWORD>(count), static_cast<DWORD>(count >> 32), &place)) {
+  if (os_sys.LockFileEx(handle, flags, 0, static_cast<DWORD>(count), static_cast<DWORD>(count >> 32), &place)) {
     m_locks.push_back({first, count, exclusive});
     return true;
   }
@@ -148,7 +149,7 @@ void Osl_File::open(const std::string& path, int flags, int access, unsigned lon
   m_path = path;
   // Others may read, write and delete meanwhile, as on POSIX; the document
   // locks, not sharing modes, keep writers apart.
-  const HANDLE handle = ::CreateFileA(os_file_path("open", path), desired, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+  const HANDLE handle = os_sys.CreateFileA(os_file_path("open", path), desired, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                                       nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (handle == INVALID_HANDLE_VALUE) throw os_file_error("open", path, ::GetLastError());
   m_handle = reinterpret_cast<os_native_handle>(handle);
@@ -159,12 +160,12 @@ bool os_set_file_pointer(os_native_handle handle, std::int64_t offset, int origi
   LARGE_INTEGER distance{};
   distance.QuadPart = offset;
   LARGE_INTEGER position{};
-  if (!::SetFilePointerEx(Win32Handle(handle), distance, &position, method)) return false;
+  if (!os_sys.SetFilePointerEx(Win32Handle(handle), distance, &position, method)) return false;
   if (newPosition) *newPosition = position.QuadPart;
   return true;
 }
 
-bool os_set_end_of_file(os_native_handle handle) { return ::SetEndOfFile(Win32Handle(handle)) != 0; }
+bool os_set_end_of_file(os_native_handle handle) { return os_sys.SetEndOfFile(Win32Handle(handle)) != 0; }
 
 std::uint32_t os_last_error() { return ::GetLastError(); }
 

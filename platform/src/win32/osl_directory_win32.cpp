@@ -3,12 +3,13 @@
 
 #include "osl_directory.h"
 #include "os_path.h"
+#include "os_syscalls.h"
 #include "win32_error.h"
 
 namespace {
 
 struct FindCloser {
-  void operator()(HANDLE search) const { ::FindClose(search); }
+  void operator()(HANDLE search) const { os_sys.FindClose(search); }
 };
 
 }  // namespace
@@ -18,7 +19,7 @@ Osl_Directory::Osl_Directory(const std::string& path, int /*reserved*/) : m_path
 std::vector<std::string> Osl_Directory::filenames() const {
   std::vector<std::string> names{".", ".."};
   WIN32_FIND_DATAA entry{};
-  const HANDLE search = ::FindFirstFileA(os_path(os_file_path("list directory", m_path), "*").str().c_str(), &entry);
+  const HANDLE search = os_sys.FindFirstFileA(os_path(os_file_path("list directory", m_path), "*").str().c_str(), &entry);
   if (search == INVALID_HANDLE_VALUE) {
     const DWORD error = ::GetLastError();
     // The root of a drive lists no "." and "..": an empty one has no entry at all.
@@ -31,7 +32,7 @@ std::vector<std::string> Osl_Directory::filenames() const {
   do {
     const std::string name = entry.cFileName;
     if (name != "." && name != "..") names.push_back(name);
-    if (!::FindNextFileA(search, &entry)) error = ::GetLastError();
+    if (!os_sys.FindNextFileA(search, &entry)) error = ::GetLastError();
   } while (error == ERROR_SUCCESS);
   if (error != ERROR_NO_MORE_FILES) throw os_file_error("list directory", m_path, error);
   return names;
@@ -39,31 +40,31 @@ std::vector<std::string> Osl_Directory::filenames() const {
 
 bool Osl_Directory::exists(const std::string& path) {
   if (!os_path_usable(path)) return false;
-  const DWORD attributes = ::GetFileAttributesA(path.c_str());
+  const DWORD attributes = os_sys.GetFileAttributesA(path.c_str());
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
 void Osl_Directory::create(const std::string& path) {
-  if (!::CreateDirectoryA(os_file_path("create directory", path), nullptr)) throw os_file_error("create directory", path, ::GetLastError());
+  if (!os_sys.CreateDirectoryA(os_file_path("create directory", path), nullptr)) throw os_file_error("create directory", path, ::GetLastError());
 }
 
 void Osl_Directory::remove(const std::string& path) {
-  if (!::RemoveDirectoryA(os_file_path("remove directory", path))) throw os_file_error("remove directory", path, ::GetLastError());
+  if (!os_sys.RemoveDirectoryA(os_file_path("remove directory", path))) throw os_file_error("remove directory", path, ::GetLastError());
 }
 
 bool Osl_File_System::exists(const std::string& path) {
-  return os_path_usable(path) && ::GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+  return os_path_usable(path) && os_sys.GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
 void Osl_File_System::remove(const std::string& path) {
-  if (!::DeleteFileA(os_file_path("remove", path))) throw os_file_error("remove", path, ::GetLastError());
+  if (!os_sys.DeleteFileA(os_file_path("remove", path))) throw os_file_error("remove", path, ::GetLastError());
 }
 
 // The mode bits as the C runtime's stat gives them on Windows: read for all,
 // write unless read-only, execute for directories.
 Osl_IO_Status::Osl_IO_Status(const std::string& path) {
   WIN32_FILE_ATTRIBUTE_DATA data{};
-  if (!::GetFileAttributesExA(path.c_str(), GetFileExInfoStandard, &data)) {
+  if (!os_sys.GetFileAttributesExA(path.c_str(), GetFileExInfoStandard, &data)) {
     const DWORD error = ::GetLastError();
     throw os_io_toolkit_error("status '" + path + "': " + os_error_text(error), error);
   }

@@ -1,8 +1,8 @@
-#include "fnx_message.h"
+#include "dal_message.h"
 
-// Puts the streamed values into the catalogue's wording: %1..%9 name them in
+// Puts the streamed values into the table's wording: %1..%9 name them in
 // order; values that the wording does not use are appended, so that nothing
-// the thrower streamed is ever lost. An id outside the catalogue lists its
+// the thrower streamed is ever lost. An id outside the table lists its
 // values alone.
 Message::operator std::string() const {
   std::string text = m_base;
@@ -12,8 +12,8 @@ Message::operator std::string() const {
   }
   std::vector<bool> used(m_values.size(), false);
   std::string body;
-  if (const char* wording = MessageTemplate(m_id)) {
-    for (const char* p = wording; *p; ++p) {
+  if (const DalMessage* message = DalMessageFor(m_id)) {
+    for (const char* p = message->wording; *p; ++p) {
       if (p[0] == '%' && p[1] >= '1' && p[1] <= '9') {
         const std::size_t index = static_cast<std::size_t>(p[1] - '1');
         if (index < m_values.size()) {

@@ -1,0 +1,34 @@
+#pragma once
+// Faults that the real file system makes only for some users or on some
+// platforms, played through the platform layer's table of system calls so
+// that a test sees them everywhere and as any user. Each lasts as long as its
+// object; one at a time, while no other thread works on files.
+#include <cstdint>
+#include <memory>
+#include <string>
+
+// Creating a file or directory directly beneath directory is refused with the
+// platform's "access denied", as in a directory without write permission;
+// existing files open as before.
+class RefuseCreatesIn {
+ public:
+  explicit RefuseCreatesIn(const std::string& directory);
+  ~RefuseCreatesIn();
+
+ private:
+  struct Overrides;
+  std::unique_ptr<Overrides> m_overrides;
+};
+
+// Every file takes at most bytes bytes, as under a per-process file size
+// limit: a write across the limit is cut short at it, a write at the limit
+// fails ("file too large", on Windows "disk full").
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(std::int64_t bytes);
+  ~FileSizeLimit();
+
+ private:
+  struct Overrides;
+  std::unique_ptr<Overrides> m_overrides;
+};

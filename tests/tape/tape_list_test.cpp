@@ -1,0 +1,135 @@
+// Listing a volume from its labels: the table of contents against the
+// locations of the files written, and the label dump with its block counts.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "dal_tape_lister_contents.h"
+#include "tape_dev_fixture.h"
+
+namespace {
+
+std::vector<std::string> Lines(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream in(text);
+  for (std::string line; std::getline(in, line);) lines.push_back(line);
+  return lines;
+}
+
+// The text in the one-based columns first to last, blanks before it dropped.
+std::string Column(const std::string& line, std::size_t first, std::size_t last) {
+  std::string text = line.substr(first - 1, last - first + 1);
+  return text.substr(text.find_first_not_of(' ') == std::string::npos ? text.size() : text.find_first_not_of(' '));
+}
+
+class TapeList : public TapeDevTest {};
+
+}  // namespace
+
+// Each file with bytes gives one line, in tape order, whatever the block size
+// and however the drive reports the end of the data; a file of no bytes none.
+TEST_F(TapeList, TheTableOfContentsMatchesTheFilesWritten) {
+  const std::string das_name = "DAS_WITH_A_LONGER_NAME_25";
+  CFnx_Dal_ConfigValues values = Values();
+  values.m_dasName = das_name;
+  SetValues(values);
+  struct Case {
+    std::uint32_t block_size;
+    bool end_of_data_code;
+    std::vector<std::size_t> sizes;
+  } cases[] = {
+      {512, false, {700, 0, 2 * 65528 + 3, 1}},
+      {4096, true, {65528, 0}},
+      {65536, false, {}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.block_size);
+    m_cartridge = std::make_shared<FakeCartridge>();
+    m_drive.Insert(m_cartridge);
+    m_drive.set_block_size(c.block_size);
+    m_drive.end_of_data_code = c.end_of_data_code;
+    StartRunOnNewVolume();
+    std::vector<tape_file_label_basic> expected;
+    for (std::size_t size : c.sizes) {
+      const std::string location = WriteFile(Content(size, static_cast<unsigned>(size)));
+      if (size == 0) continue;
+      CFnx_Dal_Tape_Location parsed;
+      parsed.get_from_string(location);
+      std::string das, config;
+      expected.emplace_back();
+      parsed.parse_location(das, config, expected.back());
+    }
+
+    std::ostringstream out;
+    FakeTapeDev device(m_config, m_drive);
+    dal_tape_list_contents(device, out);
+    const std::vector<std::string> lines = Lines(out.str());
+    ASSERT_EQ(lines.size(), 1 + 9 + expected.size() + 1);
+    EXPECT_EQ(lines[3], "Table of contents of tape: VOL_A           , created: " + VolumeId().substr(16, 10) + ", " +
+                            VolumeId().substr(27, 8));
+    EXPECT_EQ(lines[4], "Product version: FOLIANTIX 3.5.00      ");
+    EXPECT_EQ(lines.back(), lines[6]);
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+      const std::string& line = lines[10 + i];
+      const tape_file_label_basic& label = expected[i];
+      ASSERT_EQ(line.size(), 84u);
+      EXPECT_EQ(Column(line, 1, 6), std::to_string(tape_get_number(label.file_seq_num, 6)));
+      EXPECT_EQ(Column(line, 28, 38), std::to_string(tape_get_number(label.m_file_length, 16)));
+      EXPECT_EQ(Column(line, 43, 49), std::to_string(tape_get_number(label.start_Offset_low, 10)));
+      EXPECT_EQ(Column(line, 56, 62), std::to_string(tape_get_number(label.end_Offset_low, 10)));
+      EXPECT_EQ(Column(line, 64, 83), das_name.substr(0, 20));
+    }
+    // At the end the scanner stays at the end, without going to the drive:
+    // with the cartridge out, a drive call would raise.
+    tape_file_label_basic label;
+    m_drive.Insert(nullptr);
+    EXPECT_EQ(device.GetNextEndLabel(label), 0);
+  }
+}
+
+// The dump counts the blocks between labels and, at an end of the data that
+// the drive reports by its number, sums up; at end_of_tape_error it stops.
+TEST_F(TapeList, TheLabelDumpCountsTheBlocksBetweenLabels) {
+  StartRunOnNewVolume();
+  WriteFile(Content(700));
+  for (bool end_of_data_code : {true, false}) {
+    m_drive.end_of_data_code = end_of_data_code;
+    std::ostringstream out;
+    FakeTapeDev(m_config, m_drive).PrintLabelsList(out);
+    const std::string text = out.str();
+    EXPECT_EQ(text.find("\ntape_volume_label={---"), 0u);
+    EXPECT_NE(text.find("m_vol_id.volume_name =\t(VOL_A           )\n"), std::string::npos);
+    const std::size_t start = text.find("************* file number=1  *****************\n"
+                                        "blocks between labels=0, calculated=0\n\ntape_file_label_basic={");
+    const std::size_t end = text.find("blocks between labels=2, calculated=2\n");
+    EXPECT_NE(start, std::string::npos);
+    EXPECT_NE(end, std::string::npos);
+    EXPECT_LT(start, end);
+    const std::string summary = "************* number files on tape=1  ********************\nnum_single_blocks_read=4\n";
+    EXPECT_EQ(text.find(summary) != std::string::npos, end_of_data_code);
+  }
+}
+
+// A drive in variable block mode has no blocks to count: every listing call
+// ends in tape_single_blocksize_error, never in a division by zero.
+TEST_F(TapeList, ABlockSizeOfZeroEndsInTheSingleBlockSizeError) {
+  StartRunOnNewVolume();
+  WriteFile(Content(700));
+  m_drive.set_block_size(0);
+  std::ostringstream out;
+  tape_volume_label volume;
+  tape_file_label_basic label;
+  const std::function<void(FakeTapeDev&)> calls[] = {
+      [&](FakeTapeDev& device) { device.GetVolumeLabel(volume); },
+      [&](FakeTapeDev& device) { device.GetNextEndLabel(label); },
+      [&](FakeTapeDev& device) { device.PrintLabelsList(out); },
+      [&](FakeTapeDev& device) { dal_tape_list_contents(device, out); },
+  };
+  for (const auto& call : calls) {
+    FakeTapeDev device(m_config, m_drive);
+    EXPECT_THROW(call(device), tape_single_blocksize_error);
+  }
+}
