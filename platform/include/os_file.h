@@ -1,48 +1,21 @@
 #pragma once
 // Files of the toolkit: os_file with per-open-file locks, Osl_File with open,
-// the toolkit's exceptions, and the 64-bit handle calls that the disk media
-// makes on an open file's descriptor.
+// and the 64-bit handle calls that the disk media makes on an open file's
+// descriptor.
 //
 // Locks belong to the open file, not to the process: two os_file objects of
 // one process that lock the same file exclude each other exactly as two
 // processes do, and closing one descriptor never drops another's lock.
 #include <cstdint>
-#include <stdexcept>
+#include <memory>
 #include <string>
-#if defined(_WIN32)
-#include <vector>
-#endif
 
-#include "fnx_export.h"
+#include "os_toolkit_exceptions.h"
 
 // The platform handle of an open file (a file descriptor on POSIX, a HANDLE
 // on Win32), widened; all bits set when no file is open.
 using os_native_handle = std::intptr_t;
 inline constexpr os_native_handle os_invalid_handle = -1;
-
-// Exceptions of the toolkit's file and status calls; native() is the
-// platform's error number (errno, or GetLastError on Win32).
-class FNX_API os_toolkit_error : public std::runtime_error {
- public:
-  os_toolkit_error(const std::string& what, std::uint32_t native);
-  ~os_toolkit_error() override;
-  std::uint32_t native() const noexcept { return m_native; }
-
- private:
-  std::uint32_t m_native;
-};
-
-class FNX_API os_file_toolkit_error : public os_toolkit_error {
- public:
-  using os_toolkit_error::os_toolkit_error;
-  ~os_file_toolkit_error() override;
-};
-
-class FNX_API os_io_toolkit_error : public os_toolkit_error {
- public:
-  using os_toolkit_error::os_toolkit_error;
-  ~os_io_toolkit_error() override;
-};
 
 // A byte-range lock request. Type 1 is exclusive (0 shared); a length of 0
 // reaches to the end of the file and beyond; whence 0 counts from the start.
@@ -67,9 +40,13 @@ class os_file_lock {
   short m_whence = 0;
 };
 
+// Defined by each backend: what it must remember of an open file besides
+// the handle (on Win32 the ranges it holds locked).
+struct os_file_native_state;
+
 class os_file {
  public:
-  os_file() = default;
+  os_file();  // in the backend, where os_file_native_state is complete
   virtual ~os_file();  // closes; failures are swallowed
   os_file(const os_file&) = delete;
   os_file& operator=(const os_file&) = delete;
@@ -106,16 +83,9 @@ class os_file {
   os_native_handle m_handle = os_invalid_handle;
   std::string m_path;  // for the text of errors
 
-#if defined(_WIN32)
-  // The ranges this handle holds locked: UnlockFileEx releases only a range
-  // given exactly as it was locked.
-  struct locked_range {
-    std::uint64_t start;
-    std::uint64_t length;
-    bool exclusive;
-  };
-  std::vector<locked_range> m_locks;
-#endif
+  // What the backend keeps beside the handle, made when first needed; null
+  // while there is nothing to keep.
+  std::unique_ptr<os_file_native_state> m_native;
 };
 
 // Open flags and access modes of Osl_File::open.
