@@ -101,7 +101,10 @@ TEST(LinuxTape, OpenOfWhatIsNoTapeDriveFailsAtOnce) {
   EXPECT_EQ(error, OS_TAPE_NOT_SUPPORTED);
   EXPECT_EQ(Open("/dev/nst-that-is-not-there", &error), nullptr);
   EXPECT_EQ(error, OS_TAPE_FILE_NOT_FOUND);
-  EXPECT_EQ(os_tape_system_error_text(OS_TAPE_FILE_NOT_FOUND), "No such tape drive or virtual tape library.");
+  // Through the seam, as the tool opens a drive by its number.
+  EXPECT_EQ(os_tape_open("\\\\.\\TAPE4095"), os_tape_invalid_handle);
+  EXPECT_EQ(os_tape_last_error(), OS_TAPE_FILE_NOT_FOUND);
+  EXPECT_EQ(os_tape_error_text(OS_TAPE_FILE_NOT_FOUND), "No such tape drive or virtual tape library.");
 }
 
 TEST(LinuxTape, DriverConditionsBecomeThePlatformNumbers) {
