@@ -2,6 +2,7 @@
 #include "dal_media_filesystem.h"
 
 #include <mutex>
+#include <vector>
 
 #include "dal_throw.h"
 #include "fnx_log.h"
@@ -58,20 +59,30 @@ std::int64_t DAFileSystem::GetPosition() {
 void DAFileSystem::Open() { m_file.open(m_location, m_openFlags, m_accessMode, 0); }
 
 void DAFileSystem::MakeDirectories(const std::string& directory) {
-  if (directory.empty() || Osl_Directory::exists(directory)) return;
-  const std::size_t last = directory.rfind(OS_PATH_SEPARATOR);
-  MakeDirectories(last == std::string::npos ? std::string() : directory.substr(0, last));
-  // A trailing separator is served by the call for the parent; a name with
-  // no separator is made unless it is only a drive ("C:").
-  const bool creatable = last == std::string::npos ? !os_path(directory).filename().empty()
-                                                   : last + 1 < directory.size();
-  if (!creatable) return;
+  // A loop over the lengths of the missing levels, not a call and a copy of
+  // the path per level: a path of thousands of levels must reach the system's
+  // refusal without exhausting the stack or the heap first.
+  std::vector<std::size_t> missing;  // deepest first
+  std::string level = directory;
+  while (!level.empty() && !Osl_Directory::exists(level)) {
+    missing.push_back(level.size());
+    const std::size_t last = level.rfind(OS_PATH_SEPARATOR);
+    level.resize(last == std::string::npos ? 0 : last);
+  }
   static os_critical_section section(false);
-  std::lock_guard<os_critical_section> guard(section);
-  try {
-    Osl_Directory::create(directory);
-  } catch (const os_file_toolkit_error&) {
-    if (!Osl_Directory::exists(directory)) throw;  // else another process was faster
+  for (auto length = missing.rbegin(); length != missing.rend(); ++length) {
+    level.assign(directory, 0, *length);
+    const std::size_t last = level.rfind(OS_PATH_SEPARATOR);
+    // A trailing separator is served by the level above; a name with no
+    // separator is made unless it is only a drive ("C:").
+    const bool creatable = last == std::string::npos ? !os_path(level).filename().empty() : last + 1 < level.size();
+    if (!creatable) continue;
+    std::lock_guard<os_critical_section> guard(section);
+    try {
+      Osl_Directory::create(level);
+    } catch (const os_file_toolkit_error&) {
+      if (!Osl_Directory::exists(level)) throw;  // else another process was faster
+    }
   }
 }
 

@@ -4,6 +4,7 @@
 #include "dal_throw.h"
 #include "fnx_log.h"
 #include "os_path.h"
+#include "os_text.h"
 #include "osl_directory.h"
 
 namespace {
@@ -32,7 +33,11 @@ std::int32_t DAFileSystem::Delete() {
   if (!Osl_File_System::exists(m_location)) return kFileMissing;
   Close();
 
-  const std::string directory = LocationDirectory();
+  // Windows takes both separators in a location; the date directory, its
+  // root and its count are found in the one form that the writers used.
+  std::string native = m_location;
+  DalParsePathSeparators(native);
+  const std::string directory = DirectoryOf(native);
   FnxLogLine("DAFileSystem::Delete dir : ", directory);
   std::string root;
   const bool inDateDirectory = DateDirectoryRoot(directory, root);

@@ -13,6 +13,19 @@ namespace {
 
 constexpr const char kSourceFile[] = "dal_storage/src/dal_media_filesystem";
 constexpr int kNewFileFlags = OSL_FILE_CREATE | OSL_FILE_EXCLUSIVE;
+constexpr const char kLocationSeparators[] = "@#,";  // nothing in a location escapes them
+
+// A new document's location must read back: a root or an extension holding a
+// separator of the location grammar is refused, and so is an empty root,
+// which would put the lockfile in the working directory.
+void RequirePlaceable(const std::string& root, const std::string& extension) {
+  const char* bad = root.empty() || root.find_first_of(kLocationSeparators) != std::string::npos ? "root"
+                    : extension.find_first_of(kLocationSeparators) != std::string::npos      ? "extension"
+                                                                                              : nullptr;
+  if (!bad) return;
+  const std::string& value = bad[0] == 'r' ? root : extension;
+  DAL_THROW("QRSDAL0502E", "DAFileSystem:OpenForWriting: ", std::string(bad) + " '" + value + "'");
+}
 
 }  // namespace
 
@@ -56,6 +69,7 @@ void DAFileSystem::OpenForWriting(CFnx_Dal_Configuration* config, const std::str
   CFnx_Dal_Trace trace("DAFileSystem::OpenForWriting()");
   auto* diskConfig = static_cast<CFnx_Dal_ConfigurationFileSystem*>(config);
   const std::string root = diskConfig->Get_Location();
+  RequirePlaceable(root, extension);
   MakeDirectories(root);
   RootLock rootLock(root, "DAFileSystem:OpenForWriting: ");
   try {

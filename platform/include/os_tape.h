@@ -42,6 +42,7 @@ inline constexpr std::uint32_t OS_TAPE_HANDLE_EOF = 38;
 inline constexpr std::uint32_t OS_TAPE_NOT_SUPPORTED = 50;
 inline constexpr std::uint32_t OS_TAPE_INVALID_PARAMETER = 87;
 inline constexpr std::uint32_t OS_TAPE_END_OF_MEDIA = 1100;        // early warning
+inline constexpr std::uint32_t OS_TAPE_FILEMARK_DETECTED = 1101;   // a tape mark, which no volume of ours holds
 inline constexpr std::uint32_t OS_TAPE_NO_DATA_DETECTED = 1104;    // end of data
 inline constexpr std::uint32_t OS_TAPE_INVALID_BLOCK_LENGTH = 1106;
 inline constexpr std::uint32_t OS_TAPE_MEDIA_CHANGED = 1110;

@@ -57,6 +57,13 @@ TEST(StorageRefusals, EachRaisesItsFNXErrorAndChangesNothing) {
   const auto openNew = [](const std::string& media, CFnx_Dal_Configuration* config) {
     CFnx_Dal_Storage().OpenForWriting(media, config);
   };
+  // A root or an extension that would make a location the parser refuses.
+  const std::string splitRoot = dir.Join("a,b");
+  const auto openWith = [&](const std::string& root, const std::string& extension) {
+    CFnx_Dal_Storage document;
+    document.SetFileExtension(extension);
+    document.OpenForWriting("disk", DiskConfig(root).get());
+  };
   struct Row {
     std::function<void()> call;
     const char* id;
@@ -80,6 +87,13 @@ TEST(StorageRefusals, EachRaisesItsFNXErrorAndChangesNothing) {
       {[&] { openNew("DISK", disk.get()); }, "QRSDAL0507E", 1287, 8, "'DISK'"},
       {[&] { openNew("disk", &tape); }, "QRSDAL0507E", 1287, 8, "'disk'"},
       {[&] { openNew("disk", nullptr); }, "QRSDAL0507E", 1287, 8, ""},
+      {[&] { openWith("", ""); }, "QRSDAL0502E", 1282, 12, "root ''"},
+      {[&] { openWith(splitRoot, ""); }, "QRSDAL0502E", 1282, 12, splitRoot},
+      {[&] { openWith(dir.Join("a@b"), ""); }, "QRSDAL0502E", 1282, 12, "a@b"},
+      {[&] { openWith(dir.Join("a#b"), ""); }, "QRSDAL0502E", 1282, 12, "a#b"},
+      {[&] { openWith(root, "x#y"); }, "QRSDAL0502E", 1282, 12, "extension 'x#y'"},
+      {[&] { openWith(root, "@"); }, "QRSDAL0502E", 1282, 12, "extension '@'"},
+      {[&] { openWith(root, "a,b"); }, "QRSDAL0502E", 1282, 12, "extension 'a,b'"},
       {[&] { stored.Write("x", 1, written, 2); }, "QRSDAL0508E", 1288, 8, "2"},  // before its file
       {[&] { stored.Write("x", 1, written, -2); }, "QRSDAL0508E", 1288, 8, "-2"},
       {[&] { stored.Write("x", 1, written, 9); }, "QRSDAL0508E", 1288, 8, "9"},  // one past the end
@@ -99,6 +113,8 @@ TEST(StorageRefusals, EachRaisesItsFNXErrorAndChangesNothing) {
   EXPECT_EQ(ReadFile(existing), "kept");
   EXPECT_FALSE(Osl_File_System::exists(missing));
   EXPECT_FALSE(Osl_File_System::exists(root)) << "no refused open, and no disk backup, makes the root";
+  EXPECT_FALSE(Osl_File_System::exists(splitRoot));
+  EXPECT_FALSE(Osl_File_System::exists("lockfile")) << "an empty root is not the working directory";
 }
 
 // True when nobody holds the root's lockfile: a lock without waiting is granted.

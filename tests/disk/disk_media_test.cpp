@@ -1,8 +1,11 @@
 // The disk media's delete on its own: what it removes, locks and logs on each road.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
+
+#include <pthread.h>
 
 #include "dal_media_filesystem.h"
 #include "disk_content.h"
@@ -14,7 +17,8 @@
 namespace {
 
 // Only a file directly in a date directory takes its root's lockfile and
-// count; the directory goes when nothing else is left in it.
+// count; the directory goes when nothing else is left in it. A location in
+// the other separator (Windows takes both) reaches the same lockfile and count.
 TEST(DiskMediaDelete, EachRoadRemovesCountsAndLogsItsOwnSteps) {
   enum Where { kPlain, kDated, kBelowDated, kMissing };
   struct Case {
@@ -22,9 +26,11 @@ TEST(DiskMediaDelete, EachRoadRemovesCountsAndLogsItsOwnSteps) {
     int others;  // files beside the deleted one, no "dirfile.txt" among them
     bool directoryStays;
     long count;  // in "dirfile.txt" afterwards; -1 none
+    bool slashes = false;  // the location written with "/"
   };
-  const Case cases[] = {{kMissing, 0, true, -1}, {kPlain, 0, true, -1}, {kDated, 0, false, -1},
-                        {kDated, 2, true, 3},    {kBelowDated, 0, true, -1}};
+  const Case cases[] = {{kMissing, 0, true, -1}, {kPlain, 0, true, -1},     {kDated, 0, false, -1},
+                        {kDated, 2, true, 3},    {kBelowDated, 0, true, -1}, {kDated, 0, false, -1, true},
+                        {kDated, 2, true, 3, true}};
   struct Sink {
     static void Capture(int severity, const char*, const char* text, void* context) {
       static_cast<std::vector<std::string>*>(context)->push_back(std::to_string(severity) + " " + text);
@@ -38,8 +44,9 @@ TEST(DiskMediaDelete, EachRoadRemovesCountsAndLogsItsOwnSteps) {
                                   : c.where == kBelowDated ? os_path(dated, "sub").str()
                                                            : dir.Join("plain");
     DAFileSystem::MakeDirectories(directory);
-    const std::string path = os_path(directory, "doc");
+    std::string path = os_path(directory, "doc");
     if (c.where != kMissing) WriteFile(path, "x");
+    if (c.slashes) std::replace(path.begin(), path.end(), OS_PATH_SEPARATOR, '/');
     for (int i = 0; i < c.others; ++i) WriteFile(os_path(directory, "other" + std::to_string(i)), "");
 
     std::vector<std::string> lines;
@@ -67,6 +74,42 @@ TEST(DiskMediaDelete, EachRoadRemovesCountsAndLogsItsOwnSteps) {
       EXPECT_EQ(Entries(dated), std::vector<std::string>{"sub"}) << "no count or lockfile beside it";
     }
   }
+}
+
+// Directory creation needs neither a stack frame nor a copy of the path per
+// level: a path of 12000 levels under a plain file, made on a thread with a
+// small stack, fails at the first name that the system refuses.
+TEST(DiskMediaDirectories, ADeepPathFailsAtTheFirstRefusedNameOnASmallStack) {
+  TempDir dir;
+  const std::string blocker = dir.Join("blocker");
+  WriteFile(blocker, "a file, not a directory");
+  struct Job {
+    std::string path;
+    std::string error;
+  } job{blocker, ""};
+  for (int i = 0; i < 12000; ++i) job.path += std::string(1, OS_PATH_SEPARATOR) + "d";
+  pthread_attr_t attributes;
+  ASSERT_EQ(pthread_attr_init(&attributes), 0);
+  ASSERT_EQ(pthread_attr_setstacksize(&attributes, 256 * 1024), 0);
+  pthread_t thread;
+  const auto run = [](void* argument) -> void* {
+    Job& work = *static_cast<Job*>(argument);
+    try {
+      DAFileSystem::MakeDirectories(work.path);
+      work.error = "none";
+    } catch (const os_file_toolkit_error& error) {
+      work.error = error.what();
+    } catch (...) {
+      work.error = "another exception";
+    }
+    return nullptr;
+  };
+  ASSERT_EQ(pthread_create(&thread, &attributes, run, &job), 0);
+  pthread_join(thread, nullptr);
+  pthread_attr_destroy(&attributes);
+  EXPECT_NE(job.error.find(blocker), std::string::npos) << job.error.substr(0, 200);
+  EXPECT_LT(job.error.size(), blocker.size() + 200) << "the refused name, not the whole path";
+  EXPECT_EQ(ReadFile(blocker), "a file, not a directory");
 }
 
 }  // namespace

@@ -20,6 +20,7 @@
 #else
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
@@ -73,6 +74,10 @@ struct os_syscalls {
   int (*mkdir)(const char* path, mode_t mode) = &::mkdir;
   int (*rmdir)(const char* path) = &::rmdir;
   int (*unlink)(const char* path) = &::unlink;
+  // Devices: ioctl with a request that takes one record (the tape driver's)
+  int (*ioctl)(int fd, unsigned long request, void* record) = [](int fd, unsigned long request, void* record) {
+    return ::ioctl(fd, request, record);
+  };
 };
 #endif
 
