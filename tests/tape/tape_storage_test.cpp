@@ -134,6 +134,18 @@ TEST(TapeMedia, WhatTapeCannotDoRaisesTheTapeMediaFailure) {
   EXPECT_EQ(tape->GetFileSize(), 0);
 }
 
+// A drive in variable block mode has no block size to list by.
+TEST(TapeMedia, TheListingOfADriveInVariableBlockModeEndsInTheSingleBlockSizeError) {
+  TempDir dir;
+  FnxVtapeLibrarySpec spec;
+  spec.blockSize = 0;
+  spec.capacityBytes = 1 << 20;
+  FnxVtapeCreateLibrary(dir.Join("library"), spec);
+  FnxVtapeInsert(dir.Join("library"), FnxVtapeGetStatus(dir.Join("library")).cartridges.at(0).name);
+  FnxVtapeRegisterName("\\\\.\\TAPE8", dir.Join("library"));
+  EXPECT_THROW(ListingLines("8"), tape_single_blocksize_error);
+}
+
 // The run of the storage handle over several volumes: the operator inserts a
 // blank cartridge for each new volume, every document whose write came back
 // short is written anew, the listing of each volume shows its documents, and
