@@ -1,6 +1,5 @@
 // POSIX directories and entry status.
 #include <cerrno>
-#include <cstring>
 #include <memory>
 
 #include "os_file.h"
@@ -49,12 +48,13 @@ void Osl_File_System::remove(const std::string& path) {
   if (os_sys.unlink(os_file_path("remove", path)) != 0) throw os_file_error("remove", path, errno);
 }
 
+void Osl_File_System::replace(const std::string& from, const std::string& to) {
+  if (os_sys.rename(os_file_path("rename", from), os_file_path("rename", to)) != 0) throw os_file_error("rename", from, errno);
+}
+
 Osl_IO_Status::Osl_IO_Status(const std::string& path) {
   struct stat status{};
-  if (os_sys.stat(path.c_str(), &status) != 0) {
-    const int error = errno;
-    throw os_io_toolkit_error("status '" + path + "': " + std::strerror(error), static_cast<std::uint32_t>(error));
-  }
+  if (os_sys.stat(path.c_str(), &status) != 0) throw os_io_error("status", path, errno);
   unsigned type = 0;
   if (S_ISDIR(status.st_mode)) type = TYPE_DIRECTORY;
   else if (S_ISREG(status.st_mode)) type = TYPE_REGULAR;

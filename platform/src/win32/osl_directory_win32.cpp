@@ -60,13 +60,18 @@ void Osl_File_System::remove(const std::string& path) {
   if (!os_sys.DeleteFileA(os_file_path("remove", path))) throw os_file_error("remove", path, ::GetLastError());
 }
 
+void Osl_File_System::replace(const std::string& from, const std::string& to) {
+  if (!os_sys.MoveFileExA(os_file_path("rename", from), os_file_path("rename", to),
+                     MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
+    throw os_file_error("rename", from, ::GetLastError());
+}
+
 // The mode bits as the C runtime's stat gives them on Windows: read for all,
 // write unless read-only, execute for directories.
 Osl_IO_Status::Osl_IO_Status(const std::string& path) {
   WIN32_FILE_ATTRIBUTE_DATA data{};
   if (!os_sys.GetFileAttributesExA(path.c_str(), GetFileExInfoStandard, &data)) {
-    const DWORD error = ::GetLastError();
-    throw os_io_toolkit_error("status '" + path + "': " + os_error_text(error), error);
+    throw os_io_error("status", path, ::GetLastError());
   }
   const bool directory = (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
   unsigned mode = directory ? TYPE_DIRECTORY | 0555u : TYPE_REGULAR | 0444u;
