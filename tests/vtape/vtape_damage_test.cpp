@@ -31,8 +31,7 @@ const DamageCase kCases[] = {
     {"an image that is no cartridge", [](VtapeTest& t) { Overwrite(Image(t, "C001"), 0, "NOTATAPE"); }, 0, 1392},
     {"a header damaged in its fields", [](VtapeTest& t) { Overwrite(Image(t, "C001"), 12, "\x01"); }, 0, 1392},
     {"the image of another cartridge",
-     [](VtapeTest& t) { std::filesystem::copy_file(Image(t, "C002"), Image(t, "C001"),
-                                                   std::filesystem::copy_options::overwrite_existing); },
+     [](VtapeTest& t) { WriteFile(Image(t, "C001"), ReadFile(Image(t, "C002"))); },
      0, 1392},
     {"an image of another block size than the library says",
      [](VtapeTest& t) {
@@ -41,8 +40,7 @@ const DamageCase kCases[] = {
        spec.blockSize = 1024;
        spec.capacityBytes = 64 * 1024;
        FnxVtapeCreateLibrary(other.path(), spec);
-       std::filesystem::copy_file(other.Join("C001.tape"), Image(t, "C001"),
-                                  std::filesystem::copy_options::overwrite_existing);
+       WriteFile(Image(t, "C001"), ReadFile(other.Join("C001.tape")));
      },
      0, 1392},
     {"an image with more blocks than its capacity",
