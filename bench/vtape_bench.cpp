@@ -3,8 +3,8 @@
 //
 //   vtape_bench [--smoke] [--dir <path>]
 //
-// 1 GiB written to a fresh cartridge through the tape seam's block write in
-// 64 KiB calls and read back in 64 KiB calls, against `dd bs=64k` from
+// 1 GiB written to a fresh cartridge through CTapeApi::WriteFile in 64 KiB
+// calls and read back through CTapeApi::ReadFile in 64 KiB calls, against `dd bs=64k` from
 // /dev/zero into a plain file and from it to /dev/null. Four rounds; the two
 // sides take turns at going first, and each side's best round counts.
 // --smoke runs 8 MiB twice, to prove that the benchmark works.
@@ -18,10 +18,10 @@
 #include <string>
 #include <vector>
 
+#include "dal_tape_api.h"
 #include "fnx_error.h"
 #include "fnx_vtape.h"
 #include "os_path.h"
-#include "os_tape.h"
 #include "os_text.h"
 
 namespace {
@@ -33,11 +33,6 @@ double Seconds(const std::function<void()>& work) {
   const auto start = std::chrono::steady_clock::now();
   work();
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
-void Check(std::uint32_t error, std::uint32_t allowed, const char* what) {
-  if (error != 0 && error != allowed)
-    throw std::runtime_error(std::string(what) + " failed with " + std::to_string(error));
 }
 
 struct Best {
@@ -52,25 +47,30 @@ void TapeSide(const std::string& dir, std::uint64_t size, double& writeRate, dou
   spec.warningBytes = 32 * kCall;
   FnxVtapeCreateLibrary(library, spec);
   FnxVtapeInsert(library, "C001");
-  const os_tape_handle tape = os_tape_open("vtape:" + library);
-  if (tape == os_tape_invalid_handle) throw std::runtime_error("open: " + std::to_string(os_tape_last_error()));
-  Check(os_tape_get_status(tape), OS_TAPE_MEDIA_CHANGED, "status");
+  CTapeApi tape("vtape:" + library);
+  tape.CheckTapeStatus();  // takes the 1110 of the insert
   std::vector<char> buffer(kCall, 't');
   const double mib = static_cast<double>(size) / kMiB;
   writeRate = mib / Seconds([&] {
     for (std::uint64_t done = 0; done < size; done += kCall) {
-      std::uint32_t written = 0;
-      if (!os_tape_write(tape, buffer.data(), kCall, &written)) Check(os_tape_last_error(), 0, "write");
+      unsigned long long written = 0;
+      tape.WriteFile(buffer.data(), kCall, &written);
     }
   });
-  Check(os_tape_set_position(tape, OS_TAPE_REWIND, 0, 0, 0, false), 0, "rewind");
+  tape.SetTapePosition(/*method=*/2, 0, 0, 0, /*immediate=*/0);
   std::uint64_t total = 0;
   readRate = mib / Seconds([&] {
-    std::uint32_t got = 0;
-    while (os_tape_read(tape, buffer.data(), kCall, &got)) total += got;
-    Check(os_tape_last_error(), OS_TAPE_NO_DATA_DETECTED, "read");
+    try {
+      for (;;) {
+        std::uint32_t got = 0;
+        tape.ReadFile(buffer.data(), kCall, &got);
+        total += got;
+      }
+    } catch (const exception_GetLastError& end) {
+      if (end.Code() != 1104) throw;  // the end of the data ends the read
+    }
   });
-  os_tape_close(tape);
+  tape.CloseHandle();
   if (total != size) throw std::runtime_error("short tape read");
   std::filesystem::remove_all(library);
 }
