@@ -102,9 +102,7 @@ class TapeDev : public CFnx_Dal_TapeDevWin32 {
  public:
   using CFnx_Dal_TapeDevWin32::CFnx_Dal_TapeDevWin32;
   using CFnx_Dal_TapeDevWin32::GetHandle;
-  using CFnx_Dal_TapeDevWin32::PrepareNewTape;
   using CFnx_Dal_TapeDevWin32::ReadBlocks;
-  using CFnx_Dal_TapeDevWin32::TapeDriveFeaturesCheck;
   using CFnx_Dal_TapeDevWin32::Verify_Tape_In_Drive;
   using CFnx_Dal_TapeDevWin32::WriteBlocks;
 };
@@ -386,20 +384,6 @@ TEST(TapeDevWin32, BlockTransfersWaitForAFixedBlockSize) {
   EXPECT_EQ(block_size, 0u);
   EXPECT_EQ(Outcome(Returns([&] { variable_device.WriteBlocks(block.data(), 1, written); })),
             "tape_single_blocksize_error");
-}
-
-TEST(TapeDevWin32, PreparesAFreshVolumeOnTheVirtualDrive) {
-  VirtualLibrary library;
-  CFnx_Dal_ConfigurationTape config = ConfigFor(library.device());
-  TapeDev device(config);
-  device.TapeDriveFeaturesCheck();
-  device.PrepareNewTape();
-  CFnx_Dal_Tape_Position position;
-  device.GetCurrentPosition(position);
-  EXPECT_EQ(position.offset_low(), 0u);
-  unsigned long long block_size = 0;
-  device.GetBlockSize(block_size);
-  EXPECT_EQ(block_size, kBlock);
 }
 
 TEST(TapeDevWin32, AMissingDriveFailsAtTheFirstOperationThatNeedsIt) {
