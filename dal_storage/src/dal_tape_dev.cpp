@@ -340,6 +340,10 @@ void CFnx_Dal_TapeDev::BackupStart() {
     const std::string expected =
         values.m_volumeInfo.empty() ? values.m_volumeName : tape_volume_info_id(values.m_volumeInfo);
     for (;;) {
+      // Each check starts from where the tape in the drive stands: after
+      // "Retry" it is another tape, and the last one's position may lie
+      // beyond its end.
+      GetCurrentPosition(m_position);
       std::string id_found;
       if (TapeCheckIsSame(id_found)) {
         GotoEndOfDataUnixCompatible();

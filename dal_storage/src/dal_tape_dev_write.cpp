@@ -17,10 +17,7 @@ constexpr int kFlushRecord = 2;  // flush the record and nothing more
 }  // namespace
 
 void CFnx_Dal_TapeDev::WriteBuf(char* data, int length, int mode) {
-  // A start of file whose block size failed can still come here, when the
-  // operator's answer to the foreign-tape question named no option: a label
-  // would overrun a smaller block, and records would not fill whole blocks.
-  RequireUsableBlockSize();
+  // Every caller has read a usable block size before.
   const auto block_size = static_cast<std::uint32_t>(m_block_size);
   unsigned long long written = 0;
   if (mode == kWriteLabel || mode == kFlushRecord) {
@@ -97,11 +94,11 @@ void CFnx_Dal_TapeDev::FileWriteStart() {
       const std::string& answer =
           AskRetryCancel("Foreign tape in the drive.\nPlease, insert a new volume and press \"Retry\"", false);
       if (answer == m_opt_cancel) throw tape_user_abort(kSourceFile, __LINE__);
-      if (answer == m_opt_retry) {
-        TakeNewVolume();
-        continue;
-      }
-      // An answer that names no option goes on with the start label.
+      if (answer == m_opt_retry) TakeNewVolume();
+      // An answer that names no option looks at the tape in the drive again:
+      // no start label was built, and one written now would carry no volume
+      // and no block, so that no location could find the file.
+      continue;
     }
 
     try {

@@ -1,30 +1,11 @@
 #pragma once
-// Logging and tracing. The library writes no file and reads no environment
-// variable: lines go to a sink that the host installs with Fnx_SetLogSink.
-// Without a sink nothing is formatted, and a trace scope costs no allocation.
-//
-// Severity: 1 is an ordinary line of the library, 5 the operator dialogue,
-// FNX_TRACE_SEVERITY the entry and exit of a traced scope. A line reaches the
-// sink when its severity is at most the level given with the sink.
+// Logging and tracing inside the library: the lines that reach the host's
+// sink (fnx_log_sink.h). Without a sink nothing is formatted, and a trace
+// scope costs no allocation.
 #include <cstdint>
 #include <string>
 
-#include "fnx_export.h"
-
-extern "C" {
-// component: null, or the name given to CLogMsg ("media-request").
-typedef void (*FnxLogCallback)(int severity, const char* component, const char* text,
-                               void* context);
-
-// Installs the sink (null callback: none). Thread-safe; the callback may be
-// called from any thread that uses the library, one call at a time. Once this
-// returns, the previous callback is never called again, so its context may go.
-// The callback must neither log through the library nor install a sink: it
-// runs under the sink's lock and would wait on itself.
-FNX_API void Fnx_SetLogSink(int level, FnxLogCallback callback, void* context);
-}
-
-inline constexpr int FNX_TRACE_SEVERITY = 9;
+#include "fnx_log_sink.h"
 
 // True when a line of this severity would reach a sink.
 bool FnxLogEnabled(int severity) noexcept;

@@ -1,48 +1,23 @@
 #pragma once
 // Files of the toolkit: os_file with per-open-file locks, Osl_File with open,
-// the toolkit's exceptions, and the 64-bit handle calls that the disk media
-// makes on an open file's descriptor.
+// and the 64-bit handle calls that the disk media makes on an open file's
+// descriptor.
 //
 // Locks belong to the open file, not to the process: two os_file objects of
 // one process that lock the same file exclude each other exactly as two
 // processes do, and closing one descriptor never drops another's lock.
 #include <cstdint>
-#include <stdexcept>
 #include <string>
 #if defined(_WIN32)
 #include <vector>
 #endif
 
-#include "fnx_export.h"
+#include "os_toolkit_exceptions.h"
 
 // The platform handle of an open file (a file descriptor on POSIX, a HANDLE
 // on Win32), widened; all bits set when no file is open.
 using os_native_handle = std::intptr_t;
 inline constexpr os_native_handle os_invalid_handle = -1;
-
-// Exceptions of the toolkit's file and status calls; native() is the
-// platform's error number (errno, or GetLastError on Win32).
-class FNX_API os_toolkit_error : public std::runtime_error {
- public:
-  os_toolkit_error(const std::string& what, std::uint32_t native);
-  ~os_toolkit_error() override;
-  std::uint32_t native() const noexcept { return m_native; }
-
- private:
-  std::uint32_t m_native;
-};
-
-class FNX_API os_file_toolkit_error : public os_toolkit_error {
- public:
-  using os_toolkit_error::os_toolkit_error;
-  ~os_file_toolkit_error() override;
-};
-
-class FNX_API os_io_toolkit_error : public os_toolkit_error {
- public:
-  using os_toolkit_error::os_toolkit_error;
-  ~os_io_toolkit_error() override;
-};
 
 // A byte-range lock request. Type 1 is exclusive (0 shared); a length of 0
 // reaches to the end of the file and beyond; whence 0 counts from the start.

@@ -29,6 +29,10 @@ class Osl_File_System {
   static bool exists(const std::string& path);
   // Removes a file. Throws os_file_toolkit_error.
   static void remove(const std::string& path);
+  // Renames the file from to the name to, replacing a file of that name in
+  // one step: a reader sees the old file or the new one, never a mix.
+  // Throws os_file_toolkit_error.
+  static void replace(const std::string& from, const std::string& to);
 };
 
 // The status of an entry, read at construction.

@@ -13,7 +13,7 @@
 #include "dal_storage.h"
 #include "dal_versions.h"
 #include "fnx_error.h"
-#include "fnx_log.h"
+#include "fnx_log_sink.h"
 
 namespace {
 

@@ -4,29 +4,18 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <latch>
 #include <list>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "bounded_wait.h"
 #include "dal_operator.h"
 
 namespace {
 
 using namespace std::chrono_literals;
 using Options = std::list<std::string>;
-
-// Polls until done() holds; false when the time limit passes first.
-template <typename Predicate>
-bool PollUntil(Predicate done, std::chrono::seconds limit = 30s) {
-  const auto deadline = std::chrono::steady_clock::now() + limit;
-  while (!done()) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    std::this_thread::sleep_for(100us);
-  }
-  return true;
-}
 
 std::vector<std::string> Keys(const std::list<CFnx_Dal_OperatorItemInfo>& items) {
   std::vector<std::string> keys;
@@ -39,34 +28,34 @@ class Asker {
  public:
   Asker(CFnx_Dal_Operator& table, const CFnx_Dal_OperatorItemID& id, const std::string& question,
         const Options& options)
-      : m_table(table), m_id(id), m_thread([this, question, options] {
-          m_table.AskOperator(m_id, question, options, m_answer);
-          m_done = true;
-        }) {}
+      : m_table(table), m_id(id) {
+    m_thread.emplace_back([this, question, options] {
+      m_table.AskOperator(m_id, question, options, m_answer);
+      m_done = true;
+    });
+  }
 
-  // A failed test must not leave the thread blocked: release it.
+  // A failed test must not leave the thread blocked: answer until it ends.
   ~Asker() {
-    while (!m_done) {
-      if (m_table.IsWaitingOperatorResponce(m_id)) m_table.SetOperatorResponce(m_id, 0);
-      std::this_thread::sleep_for(1ms);
-    }
-    if (m_thread.joinable()) m_thread.join();
+    JoinWithin(m_thread, [this] { return m_done.load(); }, [this] { m_table.SetOperatorResponce(m_id, 0); },
+               "Asker");
   }
 
   bool WaitUntilAsking() {
-    return PollUntil([this] { return m_table.IsWaitingOperatorResponce(m_id); });
+    return WaitUntil([this] { return m_table.IsWaitingOperatorResponce(m_id); });
   }
+  // The answer once the thread has it; 999 when it never came.
   std::uint32_t Answer() {
-    m_thread.join();
+    if (!WaitUntil([this] { return m_done.load(); })) return 999;
     return m_answer;
   }
 
  private:
   CFnx_Dal_Operator& m_table;
   const CFnx_Dal_OperatorItemID m_id;
-  std::uint32_t m_answer = 0;  // written by the thread, read after join
+  std::uint32_t m_answer = 0;  // written by the thread before m_done
   std::atomic<bool> m_done{false};
-  std::thread m_thread;
+  std::vector<std::thread> m_thread;
 };
 
 const CFnx_Dal_OperatorItemID kDrive(1, "drive0", "DAS_A");
@@ -186,7 +175,7 @@ TEST(OperatorQuestion, WithoutOptionsAnyNumberComesBack) {
 // consistent: a question with its own options, a status line with none.
 TEST(OperatorQuestion, EightKeysAskAtOnceAndEachGetsItsOwnAnswer) {
   constexpr int kKeys = 8;
-  constexpr int kRounds = 50;
+  constexpr int kRounds = 20;
   CFnx_Dal_Operator table;
   std::vector<CFnx_Dal_OperatorItemID> ids;
   for (int k = 0; k < kKeys; ++k) ids.emplace_back(k % 3 - 1, "drive" + std::to_string(k), "DAS");
@@ -198,11 +187,9 @@ TEST(OperatorQuestion, EightKeysAskAtOnceAndEachGetsItsOwnAnswer) {
   };
 
   std::atomic<int> wrong_answers{0}, askers_done{0};
-  std::latch start(kKeys);
   std::vector<std::thread> askers;
   for (int k = 0; k < kKeys; ++k) {
     askers.emplace_back([&, k] {
-      start.arrive_and_wait();
       for (int round = 0; round < kRounds; ++round) {
         const std::string question = "key " + std::to_string(k) + " round " + std::to_string(round);
         table.setOperatorMsg(ids[k], "status " + std::to_string(round));
@@ -214,46 +201,49 @@ TEST(OperatorQuestion, EightKeysAskAtOnceAndEachGetsItsOwnAnswer) {
     });
   }
 
-  std::atomic<int> inconsistent_copies{0};
-  std::thread console([&] {
-    // All eight block at the same time before the first answer.
-    EXPECT_TRUE(PollUntil([&] {
-      for (const auto& id : ids) {
-        if (!table.IsWaitingOperatorResponce(id)) return false;
-      }
-      return true;
-    }));
-    std::vector<std::string> answered(kKeys);
-    std::list<CFnx_Dal_OperatorItemInfo> items;
-    const bool finished = PollUntil([&] {
-      table.ListItems(items);
-      for (const auto& item : items) {
-        const std::string text = item.getText();
-        const bool question = text.rfind("key ", 0) == 0;
-        if (question ? item.getOptions() != options_of(text) : !item.getOptions().empty()) ++inconsistent_copies;
-        if (item.getWaitingResponce() && !question) ++inconsistent_copies;
+  // The console, on this thread. Whatever happens to it, the askers are
+  // answered on the way out: a console that gives up must not leave them
+  // blocked on the table.
+  const auto release_all = [&] {
+    for (const auto& id : ids) {
+      if (table.IsWaitingOperatorResponce(id)) table.SetOperatorResponce(id, 0);
+    }
+  };
+  // Nobody answers before all eight ask, so they block on the table at once.
+  const auto all_asking = [&] {
+    for (const auto& id : ids) {
+      if (!table.IsWaitingOperatorResponce(id)) return false;
+    }
+    return true;
+  };
+  EXPECT_TRUE(WaitUntil(all_asking)) << "the eight never blocked at the same time";
 
-        // Read the text before the flag: a flag seen after the question
-        // belongs to that question, not to the one before it.
-        const std::string current = table.getOperatorMsg(item);
-        if (current.rfind("key ", 0) != 0) continue;
-        const std::size_t key = answer_of(current) / 1000;
-        if (current != answered[key] && table.IsWaitingOperatorResponce(item)) {
-          table.SetOperatorResponce(item, answer_of(current));
-          answered[key] = current;
-        }
-      }
-      return askers_done == kKeys;
-    });
-    EXPECT_TRUE(finished) << "askers still blocked";
-  });
+  int inconsistent_copies = 0;
+  std::vector<std::string> answered(kKeys);
+  std::list<CFnx_Dal_OperatorItemInfo> items;
+  const auto console_round = [&] {
+    table.ListItems(items);
+    for (const auto& item : items) {
+      const std::string text = item.getText();
+      const bool question = text.rfind("key ", 0) == 0;
+      if (question ? item.getOptions() != options_of(text) : !item.getOptions().empty()) ++inconsistent_copies;
+      if (item.getWaitingResponce() && !question) ++inconsistent_copies;
 
-  console.join();
-  while (askers_done < kKeys) {  // only after a failure: release whoever still waits
-    for (const auto& id : ids) table.SetOperatorResponce(id, 0);
-    std::this_thread::sleep_for(1ms);
-  }
-  for (auto& asker : askers) asker.join();
+      // Read the text before the flag: a flag seen after the question
+      // belongs to that question, not to the one before it.
+      const std::string current = table.getOperatorMsg(item);
+      if (current.rfind("key ", 0) != 0) continue;
+      const std::size_t key = answer_of(current) / 1000;
+      if (current != answered[key] && table.IsWaitingOperatorResponce(item)) {
+        table.SetOperatorResponce(item, answer_of(current));
+        answered[key] = current;
+      }
+    }
+    return askers_done == kKeys;
+  };
+  EXPECT_TRUE(WaitUntil(console_round)) << "the console gave up with askers still blocked";
+
+  JoinWithin(askers, [&] { return askers_done == kKeys; }, release_all, "EightKeysAskAtOnce");
   EXPECT_EQ(wrong_answers, 0);
   EXPECT_EQ(inconsistent_copies, 0);
 }
@@ -266,12 +256,15 @@ namespace {
 
 [[noreturn]] void RaceToTheFirstGet() {
   constexpr int kThreads = 8;
-  std::latch start(kThreads);
+  // A spinning start line: std::latch can miss its wake-up in the Windows
+  // build's C++ library (it has no native wait), and none of these blocks.
+  std::atomic<int> arrived{0};
   std::vector<CFnx_Dal_Operator*> seen(kThreads);
   std::vector<std::thread> threads;
   for (int i = 0; i < kThreads; ++i) {
     threads.emplace_back([&, i] {
-      start.arrive_and_wait();
+      ++arrived;
+      while (arrived.load() < kThreads) std::this_thread::yield();
       seen[i] = &CFnx_Dal_OperatorSingelton::Get();
     });
   }

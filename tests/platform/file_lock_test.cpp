@@ -4,6 +4,7 @@
 #include <atomic>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "child_process.h"
 #include "os_file.h"
@@ -78,15 +79,18 @@ TEST_F(FileLock, WaitingLockIsGrantedWhenTheChildReleases) {
   ASSERT_TRUE(WaitUntil([&] { return Osl_File_System::exists(ready); }));
   Osl_File file;
   Open(file);
-  std::atomic<bool> calling{false};
-  std::atomic<bool> granted{false};
-  std::thread waiter([&] {
+  std::atomic<bool> calling{false}, returned{false}, granted{false};
+  std::vector<std::thread> waiter;
+  waiter.emplace_back([&] {
     calling = true;
     granted = file.add_lock(kWholeFile, true);
+    returned = true;
   });
-  ASSERT_TRUE(WaitUntil([&] { return calling.load(); }));
+  EXPECT_TRUE(WaitUntil([&] { return calling.load(); }));
   WriteFile(release, "");
-  waiter.join();  // bounded by the child's lifetime
+  const auto done = [&] { return returned.load(); };
+  EXPECT_TRUE(WaitUntil(done)) << "the lock was not granted when the child let go";
+  JoinWithin(waiter, done, [&] { child.Kill(); }, "waiting lock");  // a dead child holds nothing
   EXPECT_TRUE(granted.load());
   EXPECT_EQ(child.Wait(), 0);
 }

@@ -19,7 +19,7 @@ using namespace std::chrono_literals;
 constexpr auto kLimit = 30s;  // far beyond any healthy wake-up
 
 // Runs `threads` on their own; true when all ended within `limit`. Stragglers
-// are then released by posts to `events` until they end.
+// are then released by posts to `events`, or the run ends (JoinWithin).
 bool AllEnd(std::vector<std::function<void()>> threads, std::vector<os_event_semaphore*> events,
             std::chrono::milliseconds limit = kLimit) {
   std::atomic<std::size_t> ended{0};
@@ -30,12 +30,11 @@ bool AllEnd(std::vector<std::function<void()>> threads, std::vector<os_event_sem
       ++ended;
     });
   }
-  const bool inTime = WaitUntil([&] { return ended.load() == running.size(); }, limit);
-  WaitUntil([&] {
+  const auto all = [&] { return ended.load() == running.size(); };
+  const bool inTime = WaitUntil(all, limit);
+  JoinWithin(running, all, [&] {
     for (os_event_semaphore* event : events) event->post();
-    return ended.load() == running.size();
-  });
-  for (std::thread& thread : running) thread.join();
+  }, "AllEnd");
   return inTime;
 }
 
@@ -51,7 +50,7 @@ TEST(OsEventSemaphore, OnePostReleasesEveryWaiterAndStaysSetUntilReset) {
     event.post();
   });
   EXPECT_TRUE(AllEnd(std::vector<std::function<void()>>(8, [&] { ++started, event.wait(); }), {&event}));
-  poster.join();
+  poster.join();  // ends by itself: its wait is bounded
   EXPECT_TRUE(AllEnd({wait}, {&event})) << "a wait consumed the post";
   event.reset();
   EXPECT_FALSE(AllEnd({wait}, {&event}, 100ms)) << "a wait returned after reset";

@@ -1,7 +1,6 @@
 #include "child_process.h"
 
 #include <stdexcept>
-#include <thread>
 
 #ifdef _WIN32
 #include <windows.h>
@@ -75,9 +74,12 @@ ChildProcess::~ChildProcess() {
   if (m_process) CloseHandle(m_process);
 }
 
-int ChildProcess::Wait() {
+int ChildProcess::Wait(std::chrono::milliseconds limit) {
   if (!m_running) return m_exitCode;
-  WaitForSingleObject(m_process, INFINITE);
+  if (WaitForSingleObject(m_process, static_cast<DWORD>(limit.count())) != WAIT_OBJECT_0) {
+    Kill();
+    WaitForSingleObject(m_process, INFINITE);  // TerminateProcess ends it
+  }
   m_running = false;
   DWORD code = 0;
   m_exitCode = !m_killed && GetExitCodeProcess(m_process, &code) ? static_cast<int>(code) : -1;
@@ -122,13 +124,22 @@ ChildProcess::~ChildProcess() {
   }
 }
 
-int ChildProcess::Wait() {
+int ChildProcess::Wait(std::chrono::milliseconds limit) {
   if (!m_running) return m_exitCode;
   int status = 0;
-  pid_t reaped;
-  do {
-    reaped = waitpid(m_pid, &status, 0);
-  } while (reaped < 0 && errno == EINTR);
+  pid_t reaped = 0;
+  const auto ended = [&] {
+    do {
+      reaped = waitpid(m_pid, &status, WNOHANG);
+    } while (reaped < 0 && errno == EINTR);
+    return reaped != 0;
+  };
+  if (!WaitUntil(ended, limit)) {
+    Kill();
+    do {
+      reaped = waitpid(m_pid, &status, 0);  // SIGKILL ends it
+    } while (reaped < 0 && errno == EINTR);
+  }
   m_running = false;
   m_exitCode = reaped == m_pid && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   return m_exitCode;
@@ -139,12 +150,3 @@ void ChildProcess::Kill() {
 }
 
 #endif
-
-bool WaitUntil(const std::function<bool()>& condition, std::chrono::milliseconds limit) {
-  const auto deadline = std::chrono::steady_clock::now() + limit;
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() >= deadline) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-  return true;
-}

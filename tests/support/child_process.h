@@ -3,9 +3,10 @@
 // lies next to the test executable is started with arguments, waited for, or
 // killed hard (SIGKILL, TerminateProcess) to leave its locks behind it.
 #include <chrono>
-#include <functional>
 #include <string>
 #include <vector>
+
+#include "bounded_wait.h"
 
 class ChildProcess {
  public:
@@ -19,8 +20,9 @@ class ChildProcess {
   ChildProcess& operator=(ChildProcess&&) = delete;
 
   // Waits for the child to end (once; later calls repeat the result): its exit
-  // code, or -1 when it was killed (by Kill or by a signal).
-  int Wait();
+  // code, or -1 when it was killed (by Kill or by a signal). A child still
+  // running at `limit` is killed: a stuck child fails its test, never hangs it.
+  int Wait(std::chrono::milliseconds limit = std::chrono::seconds(60));
   // Ends the child at once, without any clean-up of its own.
   void Kill();
 
@@ -37,7 +39,3 @@ class ChildProcess {
 
 // The directory of the running executable, with a trailing separator.
 std::string ExecutableDirectory();
-
-// Polls `condition` until it holds or `limit` passes; true when it held.
-bool WaitUntil(const std::function<bool()>& condition,
-               std::chrono::milliseconds limit = std::chrono::seconds(30));

@@ -16,16 +16,17 @@ struct FakeCartridge {
   bool write_protected = false;
   std::uint32_t end_of_medium = 0xFFFFFFFFu;  // a write at this block or behind fails
   std::set<std::uint32_t> unreadable;
+  std::uint32_t wound_to = 0;  // where a drive stands once it is inserted: a tape left wound on
 };
 
 class FakeTapeDrive {
  public:
   explicit FakeTapeDrive(std::uint32_t block_size) : m_block_size(block_size) {}
 
-  // Puts a cartridge in at block 0; null leaves the drive empty.
+  // Puts a cartridge in where it was wound to; null leaves the drive empty.
   void Insert(std::shared_ptr<FakeCartridge> cartridge) {
     m_cartridge = std::move(cartridge);
-    m_position = 0;
+    m_position = m_cartridge ? m_cartridge->wound_to : 0;
   }
   std::shared_ptr<FakeCartridge> Loaded() const { return m_cartridge; }
   void set_block_size(std::uint32_t block_size) { m_block_size = block_size; }

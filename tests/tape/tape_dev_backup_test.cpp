@@ -51,6 +51,12 @@ TEST_F(TapeDevBackup, EachSituationQuestionAndAnswerOfTheStartLeadsWhereItShould
   auto unprotect = [&] { m_cartridge->write_protected = false; };
   auto labelled = [] { return LabelledCartridge("OLD_VOL"); };
   auto foreign = [] { return ForeignDataCartridge(); };
+  auto labelled_wound = [] {  // wound on to block 40, far behind the end of the known volume
+    auto tape = LabelledCartridge("OLD_VOL");
+    tape->blocks.resize(41, std::string(512, 'x'));
+    tape->wound_to = 40;
+    return tape;
+  };
   auto none = [] { return std::shared_ptr<FakeCartridge>(); };
   auto blank_tape = [&] { return blank; };
   auto protected_known = [&] {
@@ -107,6 +113,8 @@ TEST_F(TapeDevBackup, EachSituationQuestionAndAnswerOfTheStartLeadsWhereItShould
        "write fails"},
       {"wrong volume, Retry with the right one", kKnown, labelled, {{wrong, kRetryCancel, "Retry", insert_known}},
        "goes on"},
+      {"wrong volume wound on, Retry with the right one", kKnown, labelled_wound,
+       {{wrong, kRetryCancel, "Retry", insert_known}}, "goes on"},
       {"wrong volume, unmatched compares again", kKnown, labelled,
        {{wrong, kRetryCancel, "?"}, {wrong, kRetryCancel, "Retry", insert_known}}, "goes on"},
       {"wrong volume, the right one protected", kKnown, labelled,

@@ -205,30 +205,33 @@ TEST_F(TapeDevWrite, EachAnswerAtTheEndOfTheMediumAtTheStartLabelLeadsWhereItSho
   }
 }
 
-TEST_F(TapeDevWrite, AForeignTapeAtTheStartOfAFileIsReplacedOrRefused) {
+// "Retry" labels a new tape, an unmatched answer looks at the tape in the
+// drive again; either way the file lands behind a volume label and restores.
+TEST_F(TapeDevWrite, AForeignTapeAtTheStartOfAFileIsReplacedLookedAtAgainOrRefused) {
   for (const std::string answer : {"Retry", "Cancel", "?"}) {
     SCOPED_TRACE(answer);
     StartOnCartridge(0xFFFFFFFFu);
     auto next = std::make_shared<FakeCartridge>();
     m_drive.position_fails = true;
-    const std::size_t blocks_before = m_cartridge->blocks.size();
+    const std::vector<std::string> blocks_before = m_cartridge->blocks;
+    std::string location;
     Operate({{kForeignTape, kRetryCancel, answer,
               [&] {
                 m_drive.position_fails = false;
                 if (answer == "Retry") m_drive.Insert(next);
               }}},
-            [&] { EXPECT_EQ(Aborts([&] { StartEmptyFile(); }), answer == "Cancel"); });
-    if (answer == "Retry") {  // a new volume, its label and the start label of file 1
-      ASSERT_EQ(next->blocks.size(), 2u);
-      EXPECT_EQ(next->blocks[1].substr(0, 6), "000001");
-      EXPECT_EQ(VolumeId(), IdOf(next));
-    } else {  // an unmatched answer takes the tape as it is
-      EXPECT_EQ(m_cartridge->blocks.size(), blocks_before + (answer == "?" ? 1 : 0));
+            [&] { EXPECT_EQ(Aborts([&] { location = WriteFile(Content(900, 7)); }), answer == "Cancel"); });
+    if (answer == "Cancel") {
+      EXPECT_EQ(m_cartridge->blocks, blocks_before);
+      continue;
     }
+    ASSERT_EQ(location.substr(180, 26) + "/" + location.substr(206, 8), IdOf(answer == "Retry" ? next : m_cartridge));
+    EXPECT_EQ(location.substr(214, 6) + location.substr(254, 10), "0000010000000001");
+    EXPECT_TRUE(SameBytes(RestoreFile(location), Content(900, 7)));
   }
 }
 
-TEST_F(TapeDevWrite, ABlockSizeTheFormatCannotUseIsRefusedAlsoWhenTheForeignTapeIsTakenAsItIs) {
+TEST_F(TapeDevWrite, ABlockSizeTheFormatCannotUseIsRefused) {
   struct Case {
     std::uint32_t block_size;
     const char* id;
@@ -239,9 +242,7 @@ TEST_F(TapeDevWrite, ABlockSizeTheFormatCannotUseIsRefusedAlsoWhenTheForeignTape
     SCOPED_TRACE(c.block_size);
     const std::vector<std::string> blocks_before = m_cartridge->blocks;
     m_drive.set_block_size(c.block_size);
-    FakeTapeDev device(m_config, m_drive);
-    Operate({{kForeignTape, kRetryCancel, "?"}},
-            [&] { ExpectFnxError([&] { device.FileWriteStart(); }, c.id, c.code, c.error_class); });
+    ExpectFnxError([&] { FakeTapeDev(m_config, m_drive).BackupStart(); }, c.id, c.code, c.error_class);
     m_drive.set_block_size(512);
     EXPECT_EQ(m_cartridge->blocks, blocks_before);
   }

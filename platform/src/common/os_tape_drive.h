@@ -44,3 +44,8 @@ std::unique_ptr<os_tape_drive> os_tape_open_system(const std::string& name,
                                                    std::uint32_t* error);
 // The operating system's text for a number; empty when it has none.
 std::string os_tape_system_error_text(std::uint32_t error);
+
+// Names that this process registered for virtual drives: a later open of the
+// name reaches the virtual drive of the directory. A name registered again
+// takes the new directory.
+void os_tape_register_virtual(const std::string& name, const std::string& directory);

@@ -176,10 +176,9 @@ class st_drive final : public os_tape_drive {
     if (type != OS_TAPE_LOGICAL_POSITION || !m_logical) return OS_TAPE_NOT_SUPPORTED;
     mtpos position{};
     if (os_sys.ioctl(m_fd, MTIOCPOS, &position) != 0) return Number(errno);
-    mtget status{};
-    if (const std::uint32_t error = Status(&status)) return error;
     if (position.mt_blkno < 0 || position.mt_blkno > UINT32_MAX) return OS_TAPE_IO_DEVICE;
-    *partition = static_cast<std::uint32_t>(status.mt_resid) + 1;  // the driver counts partitions from 0
+    // The tape is one partition: the driver's partitions stay off (MT_ST_CAN_PARTITIONS).
+    *partition = 0;
     *offsetLow = static_cast<std::uint32_t>(position.mt_blkno);
     *offsetHigh = 0;
     return OS_TAPE_NO_ERROR;
@@ -365,24 +364,29 @@ std::unique_ptr<os_tape_drive> os_tape_open_system(const std::string& name, std:
   return std::make_unique<st_drive>(path, fd);
 }
 
-// Linux has no text for the Windows numbers: these say what they mean on a
-// drive of this backend.
+// Linux has no texts for these numbers; ours say what each means on a drive.
 std::string os_tape_system_error_text(std::uint32_t error) {
   switch (error) {
-    case OS_TAPE_FILE_NOT_FOUND: return "no such tape drive";
-    case OS_TAPE_ACCESS_DENIED: return "access to the tape drive denied";
-    case OS_TAPE_WRITE_PROTECT: return "the medium is write-protected";
-    case OS_TAPE_SHARING_VIOLATION: return "the tape drive is in use";
-    case OS_TAPE_NOT_SUPPORTED: return "not supported by this tape drive";
-    case OS_TAPE_INVALID_PARAMETER: return "invalid parameter for the tape drive";
-    case OS_TAPE_END_OF_MEDIA: return "early warning: the end of the medium is near";
-    case OS_TAPE_FILEMARK_DETECTED: return "a tape mark was read";
-    case OS_TAPE_NO_DATA_DETECTED: return "no more data on the medium";
-    case OS_TAPE_INVALID_BLOCK_LENGTH: return "the block is longer than the read";
-    case OS_TAPE_MEDIA_CHANGED: return "the medium in the tape drive has changed";
-    case OS_TAPE_NO_MEDIA_IN_DRIVE: return "no medium in the tape drive";
-    case OS_TAPE_IO_DEVICE: return "input/output error on the tape drive";
-    case OS_TAPE_EOM_OVERFLOW: return "the physical end of the medium";
+    case OS_TAPE_NO_ERROR: return "The operation completed successfully.";
+    case OS_TAPE_FILE_NOT_FOUND: return "No such tape drive or virtual tape library.";
+    case OS_TAPE_PATH_NOT_FOUND: return "The path of the tape drive does not exist.";
+    case OS_TAPE_ACCESS_DENIED: return "Access to the tape drive is denied.";
+    case OS_TAPE_INVALID_HANDLE: return "The tape drive handle is not open.";
+    case OS_TAPE_WRITE_PROTECT: return "The tape is write-protected.";
+    case OS_TAPE_CRC: return "A block of the tape cannot be read.";
+    case OS_TAPE_SHARING_VIOLATION: return "The tape drive is in use by another process.";
+    case OS_TAPE_HANDLE_EOF: return "Reached the end of the tape.";
+    case OS_TAPE_NOT_SUPPORTED: return "The tape drive does not support this request.";
+    case OS_TAPE_INVALID_PARAMETER: return "A parameter of the tape request is not valid.";
+    case OS_TAPE_END_OF_MEDIA: return "The early-warning end of the tape was reached.";
+    case OS_TAPE_FILEMARK_DETECTED: return "A tape mark was read where the volume has none.";
+    case OS_TAPE_NO_DATA_DETECTED: return "No more data is on the tape.";
+    case OS_TAPE_INVALID_BLOCK_LENGTH: return "The tape's block size does not match the request.";
+    case OS_TAPE_MEDIA_CHANGED: return "The tape in the drive may have changed.";
+    case OS_TAPE_NO_MEDIA_IN_DRIVE: return "No tape is in the drive.";
+    case OS_TAPE_IO_DEVICE: return "The tape drive reported an I/O error.";
+    case OS_TAPE_EOM_OVERFLOW: return "The physical end of the tape was reached.";
+    case OS_TAPE_FILE_CORRUPT: return "The tape cartridge image is damaged.";
     default: return "";
   }
 }

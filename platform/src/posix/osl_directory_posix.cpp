@@ -49,6 +49,10 @@ void Osl_File_System::remove(const std::string& path) {
   if (os_sys.unlink(os_file_path("remove", path)) != 0) throw os_file_error("remove", path, errno);
 }
 
+void Osl_File_System::replace(const std::string& from, const std::string& to) {
+  if (os_sys.rename(os_file_path("rename", from), os_file_path("rename", to)) != 0) throw os_file_error("rename", from, errno);
+}
+
 Osl_IO_Status::Osl_IO_Status(const std::string& path) {
   struct stat status{};
   if (os_sys.stat(path.c_str(), &status) != 0) {

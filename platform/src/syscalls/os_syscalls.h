@@ -18,6 +18,7 @@
 #endif
 #include <windows.h>
 #else
+#include <cstdio>
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/ioctl.h>
@@ -48,6 +49,7 @@ struct os_syscalls {
   BOOL(WINAPI* CreateDirectoryA)(LPCSTR, LPSECURITY_ATTRIBUTES) = &::CreateDirectoryA;
   BOOL(WINAPI* RemoveDirectoryA)(LPCSTR) = &::RemoveDirectoryA;
   BOOL(WINAPI* DeleteFileA)(LPCSTR) = &::DeleteFileA;
+  BOOL(WINAPI* MoveFileExA)(LPCSTR, LPCSTR, DWORD) = &::MoveFileExA;
 };
 #else
 struct os_syscalls {
@@ -74,6 +76,7 @@ struct os_syscalls {
   int (*mkdir)(const char* path, mode_t mode) = &::mkdir;
   int (*rmdir)(const char* path) = &::rmdir;
   int (*unlink)(const char* path) = &::unlink;
+  int (*rename)(const char* from, const char* to) = &::rename;
   // Devices: ioctl with a request that takes one record (the tape driver's)
   int (*ioctl)(int fd, unsigned long request, void* record) = [](int fd, unsigned long request, void* record) {
     return ::ioctl(fd, request, record);

@@ -60,6 +60,12 @@ void Osl_File_System::remove(const std::string& path) {
   if (!os_sys.DeleteFileA(os_file_path("remove", path))) throw os_file_error("remove", path, ::GetLastError());
 }
 
+void Osl_File_System::replace(const std::string& from, const std::string& to) {
+  if (!os_sys.MoveFileExA(os_file_path("rename", from), os_file_path("rename", to),
+                     MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
+    throw os_file_error("rename", from, ::GetLastError());
+}
+
 // The mode bits as the C runtime's stat gives them on Windows: read for all,
 // write unless read-only, execute for directories.
 Osl_IO_Status::Osl_IO_Status(const std::string& path) {
