@@ -7,10 +7,8 @@
 // one process that lock the same file exclude each other exactly as two
 // processes do, and closing one descriptor never drops another's lock.
 #include <cstdint>
+#include <memory>
 #include <string>
-#if defined(_WIN32)
-#include <vector>
-#endif
 
 #include "os_toolkit_exceptions.h"
 
@@ -42,9 +40,13 @@ class os_file_lock {
   short m_whence = 0;
 };
 
+// Defined by each backend: what it must remember of an open file besides
+// the handle (on Win32 the ranges it holds locked).
+struct os_file_native_state;
+
 class os_file {
  public:
-  os_file() = default;
+  os_file();  // in the backend, where os_file_native_state is complete
   virtual ~os_file();  // closes; failures are swallowed
   os_file(const os_file&) = delete;
   os_file& operator=(const os_file&) = delete;
@@ -81,16 +83,9 @@ class os_file {
   os_native_handle m_handle = os_invalid_handle;
   std::string m_path;  // for the text of errors
 
-#if defined(_WIN32)
-  // The ranges this handle holds locked: UnlockFileEx releases only a range
-  // given exactly as it was locked.
-  struct locked_range {
-    std::uint64_t start;
-    std::uint64_t length;
-    bool exclusive;
-  };
-  std::vector<locked_range> m_locks;
-#endif
+  // What the backend keeps beside the handle, made when first needed; null
+  // while there is nothing to keep.
+  std::unique_ptr<os_file_native_state> m_native;
 };
 
 // Open flags and access modes of Osl_File::open.

@@ -1,23 +1,6 @@
 // The toolkit's exceptions, alike on every platform; only the error text
-// comes from the platform (os_error_text).
+// and numbers come from the platform (os_error_text, os_error_invalid_name).
 #include "os_toolkit_error.h"
-
-#if defined(_WIN32)
-#ifndef WIN32_LEAN_AND_MEAN
-#define WIN32_LEAN_AND_MEAN
-#endif
-#include <windows.h>
-#else
-#include <cerrno>
-#endif
-
-#if defined(_WIN32)
-const std::uint32_t os_error_invalid_name = ERROR_INVALID_NAME;
-const std::uint32_t os_error_overflow = ERROR_ARITHMETIC_OVERFLOW;
-#else
-const std::uint32_t os_error_invalid_name = EINVAL;
-const std::uint32_t os_error_overflow = EOVERFLOW;
-#endif
 
 os_toolkit_error::os_toolkit_error(const std::string& what, std::uint32_t native)
     : std::runtime_error(what), m_native(native) {}
@@ -25,8 +8,20 @@ os_toolkit_error::~os_toolkit_error() = default;
 os_file_toolkit_error::~os_file_toolkit_error() = default;
 os_io_toolkit_error::~os_io_toolkit_error() = default;
 
+namespace {
+
+std::string ErrorText(const char* context, const std::string& path, std::uint32_t error) {
+  return std::string(context) + " '" + path + "': " + os_error_text(error);
+}
+
+}  // namespace
+
 os_file_toolkit_error os_file_error(const char* context, const std::string& path, std::uint32_t error) {
-  return os_file_toolkit_error(std::string(context) + " '" + path + "': " + os_error_text(error), error);
+  return os_file_toolkit_error(ErrorText(context, path, error), error);
+}
+
+os_io_toolkit_error os_io_error(const char* context, const std::string& path, std::uint32_t error) {
+  return os_io_toolkit_error(ErrorText(context, path, error), error);
 }
 
 bool os_path_usable(const std::string& path) { return !path.empty() && path.find('\0') == std::string::npos; }

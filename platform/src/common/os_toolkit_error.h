@@ -7,10 +7,13 @@
 
 #include "os_file.h"
 
-// "<context> '<path>': <platform text>", carrying the platform's number.
+// "<context> '<path>': <platform text>", carrying the platform's number: the
+// error of a file call, and of a status call.
 os_file_toolkit_error os_file_error(const char* context, const std::string& path, std::uint32_t error);
+os_io_toolkit_error os_io_error(const char* context, const std::string& path, std::uint32_t error);
 
-// The platform's numbers for faults that this layer finds itself.
+// The platform's numbers for faults that this layer finds itself; defined
+// by each backend.
 extern const std::uint32_t os_error_invalid_name;  // EINVAL, ERROR_INVALID_NAME
 extern const std::uint32_t os_error_overflow;      // EOVERFLOW, ERROR_ARITHMETIC_OVERFLOW
 

@@ -6,6 +6,10 @@
 #include "os_syscalls.h"
 #include "os_toolkit_error.h"
 
+// POSIX keeps nothing of an open file besides its descriptor: the kernel
+// knows its locks.
+struct os_file_native_state {};
+
 namespace {
 
 int Fd(os_native_handle handle) { return static_cast<int>(handle); }
@@ -33,10 +37,14 @@ void ReleaseLocks(int fd) {
 
 }  // namespace
 
+os_file::os_file() = default;
+
 os_file::~os_file() {
-  if (!is_open()) return;
-  ReleaseLocks(Fd(m_handle));
-  os_sys.close(Fd(m_handle));
+  try {
+    close();
+  } catch (...) {
+    // Nobody is left to tell; the descriptor is gone either way.
+  }
 }
 
 void os_file::close() {
@@ -141,6 +149,9 @@ bool os_set_end_of_file(os_native_handle handle) {
   } while (result != 0 && errno == EINTR);
   return result == 0;
 }
+
+const std::uint32_t os_error_invalid_name = EINVAL;
+const std::uint32_t os_error_overflow = EOVERFLOW;
 
 std::uint32_t os_last_error() { return static_cast<std::uint32_t>(errno); }
 

@@ -1,6 +1,5 @@
 // POSIX directories and entry status.
 #include <cerrno>
-#include <cstring>
 #include <memory>
 
 #include "os_file.h"
@@ -55,10 +54,7 @@ void Osl_File_System::replace(const std::string& from, const std::string& to) {
 
 Osl_IO_Status::Osl_IO_Status(const std::string& path) {
   struct stat status{};
-  if (os_sys.stat(path.c_str(), &status) != 0) {
-    const int error = errno;
-    throw os_io_toolkit_error("status '" + path + "': " + std::strerror(error), static_cast<std::uint32_t>(error));
-  }
+  if (os_sys.stat(path.c_str(), &status) != 0) throw os_io_error("status", path, errno);
   unsigned type = 0;
   if (S_ISDIR(status.st_mode)) type = TYPE_DIRECTORY;
   else if (S_ISREG(status.st_mode)) type = TYPE_REGULAR;

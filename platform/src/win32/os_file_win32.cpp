@@ -1,12 +1,27 @@
 // Win32 files: handles, per-handle byte-range locks, 64-bit positions.
 #include <algorithm>
 #include <cstdint>
+#include <memory>
+#include <vector>
 
 #include "os_file.h"
 #include "os_syscalls.h"
 #include "win32_error.h"
 
+// The ranges this handle holds locked: UnlockFileEx releases only a range
+// given exactly as it was locked.
+struct os_file_native_state {
+  struct locked_range {
+    std::uint64_t start;
+    std::uint64_t length;
+    bool exclusive;
+  };
+  std::vector<locked_range> locks;
+};
+
 namespace {
+
+using locked_range = os_file_native_state::locked_range;
 
 // The 64-bit offset of a lock range in the form LockFileEx wants it.
 OVERLAPPED RangeStart(std::uint64_t start) {
@@ -21,7 +36,22 @@ bool UnlockRange(HANDLE handle, std::uint64_t start, std::uint64_t length) {
   return os_sys.UnlockFileEx(handle, 0, static_cast<DWORD>(length), static_cast<DWORD>(length >> 32), &place) != 0;
 }
 
+// Releases every range the handle holds and forgets them all; the error of
+// the first release that failed, or ERROR_SUCCESS.
+DWORD UnlockAll(HANDLE handle, std::unique_ptr<os_file_native_state>& state) {
+  DWORD failure = ERROR_SUCCESS;
+  if (state) {
+    for (const locked_range& range : state->locks) {
+      if (!UnlockRange(handle, range.start, range.length) && failure == ERROR_SUCCESS) failure = ::GetLastError();
+    }
+  }
+  state.reset();
+  return failure;
+}
+
 }  // namespace
+
+os_file::os_file() = default;
 
 os_file::~os_file() {
   try {
@@ -35,8 +65,7 @@ void os_file::close() {
   if (!is_open()) return;
   // Windows frees the locks of a closed handle only at some later time:
   // release them first, so that a waiting process gets them at once.
-  for (const locked_range& range : m_locks) UnlockRange(Win32Handle(m_handle), range.start, range.length);
-  m_locks.clear();
+  UnlockAll(Win32Handle(m_handle), m_native);
   // A handle whose close failed is not usable any more: it counts as closed,
   // and the error still reaches the caller, as a lost write would.
   const BOOL closed = os_sys.CloseHandle(Win32Handle(m_handle));
@@ -53,8 +82,8 @@ int os_file::read(void* buffer, int length) {
   int done = 0;
   while (done < length) {
     DWORD count = 0;
-    if (!os_sys.ReadFile(Win32Handle(m_handle), static_cast<char*>(buffer) + done, static_cast<DWORD>(length - done),
-                    &count, nullptr)) {
+    if (!os_sys.ReadFile(Win32Handle(m_handle), static_cast<char*>(buffer) + done,
+                         static_cast<DWORD>(length - done), &count, nullptr)) {
       return done > 0 ? done : -1;
     }
     if (count == 0) break;
@@ -72,7 +101,7 @@ int os_file::write(const void* buffer, int length) {
   while (done < length) {
     DWORD count = 0;
     if (!os_sys.WriteFile(Win32Handle(m_handle), static_cast<const char*>(buffer) + done,
-                     static_cast<DWORD>(length - done), &count, nullptr)) {
+                          static_cast<DWORD>(length - done), &count, nullptr)) {
       return done > 0 ? done : -1;
     }
     done += static_cast<int>(count);
@@ -107,7 +136,9 @@ bool os_file::add_lock(const os_file_lock& lock, bool wait) {
   // This handle holds the range already: granted again, as a lock of the same
   // open file is on POSIX (Windows would refuse, or wait on itself forever).
   const bool exclusive = lock.type() == 1;
-  const bool held = std::any_of(m_locks.begin(), m_locks.end(), [&](const locked_range& range) {
+  if (!m_native) m_native = std::make_unique<os_file_native_state>();
+  std::vector<locked_range>& locks = m_native->locks;
+  const bool held = std::any_of(locks.begin(), locks.end(), [&](const locked_range& range) {
     return range.start == first && range.length == count && (range.exclusive || !exclusive);
   });
   if (held) return true;
@@ -116,7 +147,7 @@ bool os_file::add_lock(const os_file_lock& lock, bool wait) {
   if (!wait) flags |= LOCKFILE_FAIL_IMMEDIATELY;
   OVERLAPPED place = RangeStart(first);
   if (os_sys.LockFileEx(handle, flags, 0, static_cast<DWORD>(count), static_cast<DWORD>(count >> 32), &place)) {
-    m_locks.push_back({first, count, exclusive});
+    locks.push_back({first, count, exclusive});
     return true;
   }
   const DWORD error = ::GetLastError();
@@ -129,13 +160,7 @@ bool os_file::add_lock(const os_file_lock& lock, bool wait) {
 
 void os_file::remove_all_locks() {
   if (!is_open()) throw os_file_error("unlock", m_path, ERROR_INVALID_HANDLE);
-  DWORD failure = ERROR_SUCCESS;
-  for (const locked_range& range : m_locks) {
-    if (!UnlockRange(Win32Handle(m_handle), range.start, range.length) && failure == ERROR_SUCCESS) {
-      failure = ::GetLastError();
-    }
-  }
-  m_locks.clear();
+  const DWORD failure = UnlockAll(Win32Handle(m_handle), m_native);
   if (failure != ERROR_SUCCESS) throw os_file_error("unlock", m_path, failure);
 }
 
@@ -149,8 +174,9 @@ void Osl_File::open(const std::string& path, int flags, int access, unsigned lon
   m_path = path;
   // Others may read, write and delete meanwhile, as on POSIX; the document
   // locks, not sharing modes, keep writers apart.
-  const HANDLE handle = os_sys.CreateFileA(os_file_path("open", path), desired, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                      nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
+  const HANDLE handle =
+      os_sys.CreateFileA(os_file_path("open", path), desired, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                         nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (handle == INVALID_HANDLE_VALUE) throw os_file_error("open", path, ::GetLastError());
   m_handle = reinterpret_cast<os_native_handle>(handle);
 }
@@ -166,6 +192,9 @@ bool os_set_file_pointer(os_native_handle handle, std::int64_t offset, int origi
 }
 
 bool os_set_end_of_file(os_native_handle handle) { return os_sys.SetEndOfFile(Win32Handle(handle)) != 0; }
+
+const std::uint32_t os_error_invalid_name = ERROR_INVALID_NAME;
+const std::uint32_t os_error_overflow = ERROR_ARITHMETIC_OVERFLOW;
 
 std::uint32_t os_last_error() { return ::GetLastError(); }
 

@@ -71,8 +71,7 @@ void Osl_File_System::replace(const std::string& from, const std::string& to) {
 Osl_IO_Status::Osl_IO_Status(const std::string& path) {
   WIN32_FILE_ATTRIBUTE_DATA data{};
   if (!os_sys.GetFileAttributesExA(path.c_str(), GetFileExInfoStandard, &data)) {
-    const DWORD error = ::GetLastError();
-    throw os_io_toolkit_error("status '" + path + "': " + os_error_text(error), error);
+    throw os_io_error("status", path, ::GetLastError());
   }
   const bool directory = (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
   unsigned mode = directory ? TYPE_DIRECTORY | 0555u : TYPE_REGULAR | 0444u;
