@@ -61,6 +61,13 @@ class TapeDevTest : public ::testing::Test {
   CFnx_Dal_ConfigurationTape m_config;
 };
 
+// Whole files written and restored as the tape media adapter does it, over
+// the devices that make_device gives, one per file.
+using TapeDeviceMaker = std::function<std::unique_ptr<CFnx_Dal_TapeDev>()>;
+// After the end of the medium the file is written anew. Returns its location.
+std::string WriteTapeFile(const TapeDeviceMaker& make_device, const std::string& content, std::size_t chunk);
+std::string RestoreTapeFile(const TapeDeviceMaker& make_device, const std::string& location, std::size_t chunk);
+
 std::string IdOf(const std::shared_ptr<FakeCartridge>& cartridge);
 std::string RestoreQuestion(const std::string& wanted, const std::string& found);
 // Compares contents without printing them: says where they part.
