@@ -16,6 +16,8 @@ TapeDevTest::TapeDevTest() {
   m_config.SetValues(values);
 }
 
+std::unique_ptr<CFnx_Dal_TapeDev> TapeDevTest::NewDevice() { return std::make_unique<FakeTapeDev>(m_config, m_drive); }
+
 CFnx_Dal_ConfigValues TapeDevTest::Values() {
   CFnx_Dal_ConfigValues values;
   m_config.GetValues(values);
@@ -26,35 +28,28 @@ void TapeDevTest::StartRunOnNewVolume() {
   CFnx_Dal_ConfigValues values = Values();
   values.m_forceLabel = true;
   SetValues(values);
-  FakeTapeDev(m_config, m_drive).BackupStart();
+  NewDevice()->BackupStart();
   values = Values();
   values.m_forceLabel = false;
   SetValues(values);
 }
 
 std::string TapeDevTest::WriteFile(const std::string& content, std::size_t chunk) {
-  return WriteTapeFile([this] { return std::make_unique<FakeTapeDev>(m_config, m_drive); }, content, chunk);
-}
-
-std::string TapeDevTest::RestoreFile(const std::string& location, std::size_t chunk) {
-  return RestoreTapeFile([this] { return std::make_unique<FakeTapeDev>(m_config, m_drive); }, location, chunk);
-}
-
-std::string WriteTapeFile(const TapeDeviceMaker& make_device, const std::string& content, std::size_t chunk) {
   for (;;) {
-    const std::unique_ptr<CFnx_Dal_TapeDev> device = make_device();
-    device->FileWriteStart();
+    const std::unique_ptr<CFnx_Dal_TapeDev> file_device = NewDevice();
+    CFnx_Dal_TapeDev& device = *file_device;
+    device.FileWriteStart();
     bool given_up = false;
     for (std::size_t done = 0; done < content.size() && !given_up;) {
       const auto piece = static_cast<std::uint32_t>(std::min(chunk, content.size() - done));
       std::string bytes = content.substr(done, piece);
       std::uint32_t written = 0;
-      if (!device->FileWrite(bytes.data(), piece, written)) return "FileWrite refused";
+      if (!device.FileWrite(bytes.data(), piece, written)) return "FileWrite refused";
       given_up = written != piece;
       done += written;
     }
     CFnx_Dal_Tape_Location location;
-    device->FileWriteEnd(location);
+    device.FileWriteEnd(location);
     if (given_up) continue;
     std::string text;
     location.put_to_string(text);
@@ -62,30 +57,35 @@ std::string WriteTapeFile(const TapeDeviceMaker& make_device, const std::string&
   }
 }
 
-std::string RestoreTapeFile(const TapeDeviceMaker& make_device, const std::string& location_text, std::size_t chunk) {
+std::string TapeDevTest::RestoreFile(const std::string& location_text, std::size_t chunk) {
   CFnx_Dal_Tape_Location location;
   location.get_from_string(location_text);
-  const std::unique_ptr<CFnx_Dal_TapeDev> device = make_device();
-  device->ReadStart(location);
+  const std::unique_ptr<CFnx_Dal_TapeDev> file_device = NewDevice();
+  CFnx_Dal_TapeDev& device = *file_device;
+  device.ReadStart(location);
   std::string restored;
   std::string piece(chunk, '\0');
   for (std::uint32_t read = static_cast<std::uint32_t>(chunk); read == chunk;) {
-    device->ReadRead(piece.data(), static_cast<std::uint32_t>(chunk), read);
+    device.ReadRead(piece.data(), static_cast<std::uint32_t>(chunk), read);
     restored.append(piece.data(), read);
   }
-  device->ReadEnd();
+  device.ReadEnd();
   return restored;
 }
 
 std::function<void()> TapeDevTest::InsertNewVolume(std::shared_ptr<FakeCartridge> next) {
-  return [this, next, stamp = VolumeId().substr(16)] {
+  return InsertNewVolume([this, next] { m_drive.Insert(next); });
+}
+
+std::function<void()> TapeDevTest::InsertNewVolume(std::function<void()> insert) {
+  return [insert, stamp = VolumeId().substr(16)] {
     CFnx_Dal_ConfigurationTape clock;
     const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(5);
     while (clock.GetCurDateFormat() + "/" + clock.GetCurTimeFormat() == stamp &&
            std::chrono::steady_clock::now() < limit) {
       std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
-    m_drive.Insert(next);
+    insert();
   };
 }
 

@@ -20,6 +20,10 @@ class TapeDevTest : public ::testing::Test {
  protected:
   TapeDevTest();
 
+  // The device of the drive under test for one call or one file; the
+  // in-memory drive's unless a suite runs on another drive.
+  virtual std::unique_ptr<CFnx_Dal_TapeDev> NewDevice();
+
   CFnx_Dal_ConfigValues Values();
   void SetValues(const CFnx_Dal_ConfigValues& values) { m_config.SetValues(values); }
 
@@ -55,18 +59,12 @@ class TapeDevTest : public ::testing::Test {
   // An operator action that inserts next once a label made then differs from
   // the current volume's: two volumes labelled within one second are one.
   std::function<void()> InsertNewVolume(std::shared_ptr<FakeCartridge> next);
+  std::function<void()> InsertNewVolume(std::function<void()> insert);
 
   FakeTapeDrive m_drive{512};
   std::shared_ptr<FakeCartridge> m_cartridge = std::make_shared<FakeCartridge>();
   CFnx_Dal_ConfigurationTape m_config;
 };
-
-// Whole files written and restored as the tape media adapter does it, over
-// the devices that make_device gives, one per file.
-using TapeDeviceMaker = std::function<std::unique_ptr<CFnx_Dal_TapeDev>()>;
-// After the end of the medium the file is written anew. Returns its location.
-std::string WriteTapeFile(const TapeDeviceMaker& make_device, const std::string& content, std::size_t chunk);
-std::string RestoreTapeFile(const TapeDeviceMaker& make_device, const std::string& location, std::size_t chunk);
 
 std::string IdOf(const std::shared_ptr<FakeCartridge>& cartridge);
 std::string RestoreQuestion(const std::string& wanted, const std::string& found);

@@ -1,8 +1,7 @@
 // Backup runs, restores of earlier files, reloads and changes of tape in a
 // random order on one drive, against a model of what each volume holds:
 // every location handed out restores byte-exact, at once and at the end.
-// The suite runs over any drive a factory makes, so that another drive
-// joins it with one line in the instantiation below.
+// The suite is parameterized over the drives of the tape scenarios.
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -10,82 +9,37 @@
 #include <map>
 #include <memory>
 #include <random>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "tape_dev_fixture.h"
+#include "tape_test_drive.h"
 
 namespace {
 
-// A drive with its cartridges, as an operator handles them.
-class TapeDriveUnderTest {
- public:
-  virtual ~TapeDriveUnderTest() = default;
-  // A blank cartridge whose medium ends at block capacity; returns its number.
-  virtual std::size_t NewCartridge(std::uint32_t capacity) = 0;
-  // Puts the cartridge in the drive at block 0: a change of tapes, or with
-  // the cartridge in the drive a reload.
-  virtual void Insert(std::size_t cartridge) = 0;
-  virtual std::unique_ptr<CFnx_Dal_TapeDev> Device(CFnx_Dal_ConfigurationTape& config) = 0;
-};
-
-class FakeDriveUnderTest final : public TapeDriveUnderTest {
- public:
-  std::size_t NewCartridge(std::uint32_t capacity) override {
-    m_cartridges.push_back(std::make_shared<FakeCartridge>());
-    m_cartridges.back()->end_of_medium = capacity;
-    return m_cartridges.size() - 1;
-  }
-  void Insert(std::size_t cartridge) override { m_drive.Insert(m_cartridges.at(cartridge)); }
-  std::unique_ptr<CFnx_Dal_TapeDev> Device(CFnx_Dal_ConfigurationTape& config) override {
-    return std::make_unique<FakeTapeDev>(config, m_drive);
-  }
-
- private:
-  FakeTapeDrive m_drive{512};
-  std::vector<std::shared_ptr<FakeCartridge>> m_cartridges;
-};
-
-struct DriveFactory {
-  const char* name;
-  std::function<std::unique_ptr<TapeDriveUnderTest>()> make;
-};
-
-constexpr std::uint32_t kCapacity = 300;  // blocks: a few files to a volume
-constexpr int kSteps = 400;
+constexpr std::uint32_t kCapacity = 1000;  // blocks: a few files to a volume
+constexpr std::size_t kCartridges = 24;
+constexpr int kSteps = 300;
 
 const std::string kRestorePrefix = "Restore: please insert tape with label=(";
 const std::string kWrongPrefix = "Tape with label=(";
 const std::string kEndOfTape = "End of tape reached.";
 
-class TapeDevModel : public ::testing::TestWithParam<DriveFactory> {
+class TapeDevModel : public TapeDevTest, public ::testing::WithParamInterface<TapeDriveFactory> {
  protected:
-  TapeDevModel() : m_drive(GetParam().make()) {
-    CFnx_Dal_ConfigValues values;
-    values.m_type = 7;
-    values.m_name = std::string("model_") + GetParam().name;  // the operator table is process-wide
-    values.m_dasName = "DAS_TEST";
-    values.m_deviceName = "drive0";
-    m_config.SetValues(values);
+  TapeDevModel() : m_test_drive(GetParam()({/*block_size=*/512, kCartridges, kCapacity})) {
+    CFnx_Dal_ConfigValues values = Values();
+    values.m_deviceName = m_test_drive->DeviceName();
+    SetValues(values);
   }
+  std::unique_ptr<CFnx_Dal_TapeDev> NewDevice() override { return m_test_drive->Device(m_config); }
 
-  CFnx_Dal_ConfigValues Values() {
-    CFnx_Dal_ConfigValues values;
-    m_config.GetValues(values);
-    return values;
-  }
-  std::string VolumeId() { return tape_volume_info_id(Values().m_volumeInfo); }
-  TapeDeviceMaker Maker() {
-    return [this] { return m_drive->Device(m_config); };
-  }
-
-  void Insert(std::size_t cartridge) {
-    m_drive->Insert(cartridge);
-    m_in_drive = cartridge;
-  }
+  void Insert(std::size_t cartridge) { m_test_drive->Insert(cartridge); }
+  // The next cartridge never used; cartridge 0 starts in the drive.
   void InsertBlank() {
-    Insert(m_drive->NewCartridge(kCapacity));
-    ++volumes;
+    if (volumes == static_cast<int>(kCartridges)) throw std::out_of_range("no blank cartridge left");
+    Insert(static_cast<std::size_t>(volumes++));
   }
   // Each device gets a volume name of its own: two volumes labelled in the
   // same second under one name would be one volume.
@@ -96,7 +50,7 @@ class TapeDevModel : public ::testing::TestWithParam<DriveFactory> {
   }
   // After a call that may have labelled the tape in the drive.
   void NoteVolume() {
-    if (!VolumeId().empty()) m_cartridge_of[VolumeId()] = m_in_drive;
+    if (!VolumeId().empty()) m_cartridge_of[VolumeId()] = m_test_drive->Loaded();
   }
 
   // The operator: fetches the volume a question names, or a blank at the
@@ -114,7 +68,7 @@ class TapeDevModel : public ::testing::TestWithParam<DriveFactory> {
         return "Retry";
       }
     }
-    if (question.rfind(kEndOfTape, 0) == 0) {
+    if (question.rfind(kEndOfTape, 0) == 0 && volumes < static_cast<int>(kCartridges)) {
       InsertBlank();
       return "Retry";
     }
@@ -128,7 +82,7 @@ class TapeDevModel : public ::testing::TestWithParam<DriveFactory> {
     m_config.SetValues(values);
     if (new_volume) InsertBlank();
     NameNextVolume();
-    m_drive->Device(m_config)->BackupStart();
+    NewDevice()->BackupStart();
     NoteVolume();
     values = Values();
     values.m_newVolume1 = false;
@@ -143,16 +97,14 @@ class TapeDevModel : public ::testing::TestWithParam<DriveFactory> {
   };
   void Restore(const File& file, std::size_t chunk) {
     ++restores;
-    EXPECT_TRUE(SameBytes(RestoreTapeFile(Maker(), file.location, chunk), Content(file.size, file.seed)))
+    EXPECT_TRUE(SameBytes(RestoreFile(file.location, chunk), Content(file.size, file.seed)))
         << "file at " << file.location.substr(180);
   }
 
   // Random steps until kSteps or the first failure; files receives each file written.
   void RunSteps(std::mt19937& random, std::vector<File>& files);
 
-  std::unique_ptr<TapeDriveUnderTest> m_drive;
-  CFnx_Dal_ConfigurationTape m_config;
-  std::size_t m_in_drive = 0;
+  std::unique_ptr<TapeTestDrive> m_test_drive;
   int m_names = 0;
   std::map<std::string, std::size_t> m_cartridge_of;  // volume id to cartridge
   std::vector<std::string> m_unexpected;
@@ -181,7 +133,7 @@ TEST_P(TapeDevModel, EveryLocationHandedOutRestoresByteExact) {
   RecordProperty("files", static_cast<int>(files.size()));
   RecordProperty("restores", restores);
   std::printf("%s: %d runs, %zu files on %d volumes (%d written anew), %d restores, %d reloads, %d changes\n",
-              GetParam().name, runs, files.size(), volumes, rewrites, restores, reloads, changes);
+              TapeDriveName(GetParam()).c_str(), runs, files.size(), volumes, rewrites, restores, reloads, changes);
 }
 
 void TapeDevModel::RunSteps(std::mt19937& random, std::vector<File>& files) {
@@ -200,7 +152,7 @@ void TapeDevModel::RunSteps(std::mt19937& random, std::vector<File>& files) {
       for (int attempt = 0; attempt < 3 && location.empty(); ++attempt) {
         NameNextVolume();
         try {
-          location = WriteTapeFile(Maker(), Content(size, seed), 1 + random() % 20000);
+          location = WriteFile(Content(size, seed), 1 + random() % 20000);
         } catch (const end_of_tape_error&) {
           // The last record or the end label met the end of the medium: the
           // file has no location, and the caller writes it anew.
@@ -214,20 +166,21 @@ void TapeDevModel::RunSteps(std::mt19937& random, std::vector<File>& files) {
       Restore(files[random() % files.size()], 1 + random() % 70000);
       run_open = false;
     } else if (action < 80) {  // a reload, inside a run too
-      Insert(m_in_drive);
+      Insert(m_test_drive->Loaded());
       ++reloads;
     } else if (action < 90 && !run_open && volumes > 1) {  // the operator puts another volume in
       Insert(random() % volumes);
       ++changes;
     } else if (run_open) {
-      m_drive->Device(m_config)->BackupEnd();
+      NewDevice()->BackupEnd();
       run_open = false;
     }
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Drives, TapeDevModel,
-                         ::testing::Values(DriveFactory{"fake", [] { return std::make_unique<FakeDriveUnderTest>(); }}),
-                         [](const auto& info) { return std::string(info.param.name); });
+// The virtual drive joins with &MakeVirtualTestDrive once a position set
+// after a reload holds there.
+INSTANTIATE_TEST_SUITE_P(Drives, TapeDevModel, ::testing::Values(&MakeFakeTestDrive),
+                         [](const auto& info) { return TapeDriveName(info.param); });
 
 }  // namespace

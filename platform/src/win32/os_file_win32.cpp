@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "os_file.h"
-#include "os_syscalls.h"
 #include "win32_error.h"
 
 // The ranges this handle holds locked: UnlockFileEx releases only a range
