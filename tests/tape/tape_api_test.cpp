@@ -65,11 +65,12 @@ class VirtualLibrary {
   }
   const std::string& path() const { return m_path; }
   std::string device() const { return "vtape:" + m_path; }
-  void Fail(const std::string& call, std::uint32_t error, std::uint64_t at = 1) const {
+  // The next call of the seam's call fails with error, or every one from now.
+  void Fail(const std::string& call, std::uint32_t error, bool always = false) const {
     FnxVtapeFault fault;
     fault.call = call;
     fault.error = error;
-    fault.at = at;
+    fault.always = always;
     FnxVtapeScriptFault(m_path, fault);
   }
 
@@ -174,11 +175,7 @@ TEST(TapeApi, RecordsAfterAMediaChangeHoldTheDrivesAnswer) {
   tape.GetTapeMediaParameters(media);
   EXPECT_EQ(media.BlockSize, kBlock);
 
-  FnxVtapeFault always;
-  always.call = "get_parameters";
-  always.error = OS_TAPE_MEDIA_CHANGED;
-  always.always = true;
-  FnxVtapeScriptFault(library.path(), always);
+  library.Fail("get_parameters", OS_TAPE_MEDIA_CHANGED, /*always=*/true);
   _TAPE_GET_DRIVE_PARAMETERS drive;
   std::memset(&drive, 0xA5, sizeof drive);
   tape.GetTapeParameters(drive);
@@ -214,11 +211,7 @@ TEST(TapeApi, ReadFileRetriesTwiceOnAFreshHandleAfterAMediaChange) {
     // Reads fail with 1110 until the wrapper has reported the last change
     // of the row; then the drive gives then_error once, or the block.
     if (row.changes > 0) {
-      FnxVtapeFault change;
-      change.call = "read";
-      change.error = OS_TAPE_MEDIA_CHANGED;
-      change.always = true;
-      FnxVtapeScriptFault(library.path(), change);
+      library.Fail("read", OS_TAPE_MEDIA_CHANGED, /*always=*/true);
     } else if (row.then_error != 0) {
       library.Fail("read", row.then_error);
     }
