@@ -1,7 +1,7 @@
 // Backup runs, restores of earlier files, reloads and changes of tape in a
 // random order on one drive, against a model of what each volume holds:
 // every location handed out restores byte-exact, at once and at the end.
-// The suite is parameterized over the drives of the tape scenarios.
+// The suite runs on every drive of the tape scenarios.
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -180,9 +180,7 @@ void TapeDevModel::RunSteps(std::mt19937& random, std::vector<File>& files) {
   }
 }
 
-// The virtual drive joins with &MakeVirtualTestDrive once a position set
-// after a reload holds there.
-INSTANTIATE_TEST_SUITE_P(Drives, TapeDevModel, ::testing::Values(&MakeFakeTestDrive),
+INSTANTIATE_TEST_SUITE_P(Drives, TapeDevModel, ::testing::Values(&MakeFakeTestDrive, &MakeVirtualTestDrive),
                          [](const auto& info) { return TapeDriveName(info.param); });
 
 }  // namespace
