@@ -178,9 +178,7 @@ void TapeDevModel::RunSteps(std::mt19937& random, std::vector<File>& files) {
   }
 }
 
-// The virtual drive joins with &MakeVirtualTestDrive once a position set
-// after a reload holds there.
-INSTANTIATE_TEST_SUITE_P(Drives, TapeDevModel, ::testing::Values(&MakeFakeTestDrive),
+INSTANTIATE_TEST_SUITE_P(Drives, TapeDevModel, ::testing::Values(&MakeFakeTestDrive, &MakeVirtualTestDrive),
                          [](const auto& info) { return TapeDriveName(info.param); });
 
 }  // namespace
