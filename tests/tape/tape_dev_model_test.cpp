@@ -155,8 +155,10 @@ void TapeDevModel::RunSteps(std::mt19937& random, std::vector<File>& files) {
           location = WriteFile(Content(size, seed), 1 + random() % 20000);
         } catch (const end_of_tape_error&) {
           // The last record or the end label met the end of the medium: the
-          // file has no location, and the caller writes it anew.
+          // file has no location, and the caller writes it anew on a new
+          // volume (on this one it would meet the same end again).
           ++rewrites;
+          StartRun(true);
         }
         NoteVolume();
       }
