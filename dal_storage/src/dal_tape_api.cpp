@@ -115,8 +115,12 @@ void CTapeApi::EraseTape(std::uint32_t type, int immediate) {
 void CTapeApi::SetTapePosition(std::uint32_t method, std::uint32_t partition, std::uint32_t offset_low,
                                std::uint32_t offset_high, int immediate) {
   ValidateDeviceHandle();
-  const std::uint32_t result =
-      os_tape_set_position(m_hDev, method, partition, offset_low, offset_high, immediate != 0);
+  // A drive that reports a change of the medium has not moved: ask again, or
+  // a write meant for the end of the data would land at block 0.
+  std::uint32_t result = OS_TAPE_MEDIA_CHANGED;
+  for (int call = 0; call < 2 && result == OS_TAPE_MEDIA_CHANGED; ++call) {
+    result = os_tape_set_position(m_hDev, method, partition, offset_low, offset_high, immediate != 0);
+  }
   // Arriving at the end of the data is where a positioning there should be.
   if (result == OS_TAPE_NO_DATA_DETECTED) return;
   Require(result, "SetTapePosition");
