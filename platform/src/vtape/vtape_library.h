@@ -79,7 +79,8 @@ class vtape_library {
   // for a state file that does not parse.
   vtape_state read() const;
   // Reads, changes and writes the state under the state lock, so that two
-  // processes' changes never mix; change throws to leave it as it was.
+  // processes' changes never mix; change throws to leave it as it was. A
+  // change that changes nothing writes nothing.
   vtape_state update(const std::function<void(vtape_state&)>& change) const;
 
  private:
@@ -104,5 +105,7 @@ class vtape_change_watch {
 };
 
 std::string vtape_format_state(const vtape_state& state);
+// A fault as its line of the state file, without the line end.
+std::string vtape_format_fault(const vtape_fault& fault);
 // Throws vtape_error 1392 naming the line that does not parse.
 vtape_state vtape_parse_state(const std::string& text, const std::string& where);
