@@ -22,6 +22,7 @@
 #include <iosfwd>
 #include <list>
 #include <string>
+#include <vector>
 
 #include "dal_configuration_tape.h"
 #include "dal_tape_format.h"
@@ -163,6 +164,11 @@ class FNX_API CFnx_Dal_TapeDev {
   void WriteBuf(char* data, int length, int mode);
   void set_file_label(tape_file_label& label);
   bool check_tape_vol_id(const std::string& expected_id, std::string& id_found);
+  // Raises QRSDAL0544E unless the start block holds the start label of the
+  // file wanted describes (its end label when the start block cannot be
+  // read). block holds the start block already when start_read.
+  void RequireFileAt(const tape_file_label_basic& wanted, std::uint32_t start_block, std::vector<char>& block,
+                     bool start_read);
 
   // A question of the common pattern: "Retry", "Cancel" and, with offer_use,
   // m_opt_use; returns the option chosen.

@@ -46,6 +46,8 @@ inline constexpr DalMessage kDalMessages[] = {
     {"QRSDAL0542E", 1293, 8,
      "%1the file would grow to %2 bytes, beyond the %3 bytes that a file on tape can hold; the bytes were not taken"},
     {"QRSDAL0543E", 1294, 8, "%1no file is open for writing on this device; %2"},
+    {"QRSDAL0544E", 1295, 8,
+     "%1file %4 is not where its location leads: block %2 of the volume %3 holds no start label of it"},
     {"QRSDAL0637E", 1281, 8, "%1the directory is full and the limit %2 = %3 is below 10; correct the %4"},
     {"QRSDAL0808E", 1281, 8, "%1short write of the count file (%2)"},
     {"QRSDAL0D08E", 3329, 8, "%1cannot remove '%2' (system error %3)"},

@@ -8,6 +8,59 @@
 #include "dal_throw.h"
 #include "fnx_log.h"
 
+namespace {
+
+// True when block holds a label of the file that wanted describes, its start
+// label or, with end_label, its end label: same volume, number, time of
+// writing and start block.
+bool IsLabelOfFile(const char* block, const tape_file_label_basic& wanted, bool end_label) {
+  if (!tape_is_file_label(block) || tape_is_end_label(block) != end_label) return false;
+  tape_file_label_basic found;
+  std::memcpy(found.bytes(), block, sizeof found);
+  auto same = [](const auto& a, const auto& b) { return std::memcmp(&a, &b, sizeof a) == 0; };
+  return same(found.m_vol_id, wanted.m_vol_id) && same(found.file_seq_num, wanted.file_seq_num) &&
+         same(found.creation_date, wanted.creation_date) && same(found.creation_time, wanted.creation_time) &&
+         same(found.start_Offset_low, wanted.start_Offset_low);
+}
+
+}  // namespace
+
+void CFnx_Dal_TapeDev::RequireFileAt(const tape_file_label_basic& wanted, std::uint32_t start_block,
+                                     std::vector<char>& block, bool start_read) {
+  CFnx_Dal_Tape_Position at = m_position;
+  if (!start_read) {
+    try {
+      at.set(start_block, m_position.offset_high());
+      GotoPosition(at);
+      ReadBlocks(block.data(), 1);
+      start_read = true;
+    } catch (const FNXError&) {
+    }
+  }
+  bool found = false;
+  if (start_read) {
+    found = IsLabelOfFile(block.data(), wanted, false);
+  } else {
+    // The start label cannot be read: the file's end label vouches for the
+    // place instead. A drive failure there goes on to the caller.
+    try {
+      at.set(static_cast<std::uint32_t>(tape_get_number(wanted.end_Offset_low, sizeof wanted.end_Offset_low)),
+             m_position.offset_high());
+      GotoPosition(at);
+      ReadBlocks(block.data(), 1);
+      found = IsLabelOfFile(block.data(), wanted, true);
+    } catch (const end_of_tape_error&) {
+    }
+  }
+  if (!found) {
+    DAL_THROW("QRSDAL0544E", "CFnx_Dal_TapeDev::ReadStart: ", static_cast<unsigned long long>(start_block),
+              std::string(reinterpret_cast<const char*>(&wanted.m_vol_id), kTapeVolumeIdSize),
+              std::string(wanted.file_seq_num, sizeof wanted.file_seq_num) + " written " +
+                  std::string(wanted.creation_date, sizeof wanted.creation_date) + "/" +
+                  std::string(wanted.creation_time, sizeof wanted.creation_time));
+  }
+}
+
 bool CFnx_Dal_TapeDev::check_tape_vol_id(const std::string& expected_id, std::string& id_found) {
   m_position.set(0, 0);
   LoadTape();
@@ -36,6 +89,7 @@ void CFnx_Dal_TapeDev::ReadStart(CFnx_Dal_Tape_Location& location) {
 
   std::vector<char> block(m_block_size);
   bool found = false;
+  bool start_read = false;  // block holds the start block of the tape in the drive
   std::string id_found;
   GetCurrentPosition(m_position);
   m_position.set(m_position.offset_low() + static_cast<std::uint32_t>(m_position.get_offset(
@@ -46,7 +100,7 @@ void CFnx_Dal_TapeDev::ReadStart(CFnx_Dal_Tape_Location& location) {
     GotoPosition(m_position);
     ReadBlocks(block.data(), 1);
     id_found.assign(block.data() + kTapeFileLabelVolumeIdOffset, kTapeVolumeIdSize);
-    found = id_found == expected;
+    start_read = found = id_found == expected;
   } catch (...) {
     // A start block that cannot be reached or read: the volume label decides.
     found = check_tape_vol_id(expected, id_found);
@@ -60,6 +114,9 @@ void CFnx_Dal_TapeDev::ReadStart(CFnx_Dal_Tape_Location& location) {
     if (answer == m_opt_retry) found = check_tape_vol_id(expected, id_found);
     // An answer that names no option asks again.
   }
+  // The volume id alone would let another file's bytes through: one written
+  // over this one's place, or a location that names a block of the wrong file.
+  RequireFileAt(label, start_block, block, start_read);
 
   GetCurrentPosition(m_position);
   m_position.set(start_block + 1, m_position.offset_high());

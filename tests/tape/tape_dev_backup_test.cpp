@@ -15,6 +15,9 @@ const std::string kLabelledQuestion =
     "volume=\"OLD_VOL, 2020.01.02, 03.04.05\" \nPlease insert a new tape";
 const std::string kForeignDataQuestion =
     "A new tape expected. Tape in the drive holds data but no volume label.\nPlease insert a new tape";
+const std::string kUnreadableQuestion =
+    "A new tape expected. Tape in the drive cannot be read at its start: ReadBlocks\n"
+    "It may hold data written with another block size.\nPlease insert a new tape";
 const std::string kWriteProtectedQuestion =
     "Tape is write protected. Please, remove write protection and press \"Retry\"";
 const std::string kInsertedProtectedQuestion = "Inserted tape is WRITE-PROTECTED\nPlease remove protection";
@@ -57,6 +60,12 @@ TEST_F(TapeDevBackup, EachSituationQuestionAndAnswerOfTheStartLeadsWhereItShould
     tape->wound_to = 40;
     return tape;
   };
+  auto used_unreadable = [] {  // a used tape whose block 0 fails
+    auto tape = LabelledCartridge("OLD_VOL");
+    tape->blocks.resize(5, std::string(512, 'x'));
+    tape->unreadable.insert(0);
+    return tape;
+  };
   auto none = [] { return std::shared_ptr<FakeCartridge>(); };
   auto blank_tape = [&] { return blank; };
   auto protected_known = [&] {
@@ -86,6 +95,8 @@ TEST_F(TapeDevBackup, EachSituationQuestionAndAnswerOfTheStartLeadsWhereItShould
       {"labelled, unmatched reads again", kNew, labelled,
        {{kLabelledQuestion, kRetryCancelUse, "?"}, {kLabelledQuestion, kRetryCancelUse, kUse}}, "labels it"},
       {"labelled, Cancel", kNew, labelled, {{kLabelledQuestion, kRetryCancelUse, "Cancel"}}, "abort"},
+      {"unreadable at block 0, Use", kNew, used_unreadable, {{kUnreadableQuestion, kRetryCancelUse, kUse}},
+       "labels it"},
       {"foreign data, Use", kNew, foreign, {{kForeignDataQuestion, kRetryCancelUse, kUse}}, "labels it"},
       {"foreign data, Retry with a blank", kNew, foreign,
        {{kForeignDataQuestion, kRetryCancelUse, "Retry", insert_blank}}, "labels blank"},

@@ -76,6 +76,35 @@ TEST_F(TapeDevRead, EachTapeInTheDriveAndEachAnswerLeadWhereTheyShould) {
   }
 }
 
+// A location that leads to a place of its volume where its file does not
+// lie is refused, rather than answered with another file's bytes.
+TEST_F(TapeDevRead, ALocationWhoseStartBlockHoldsNoStartLabelOfItsFileIsRefused) {
+  Operate({}, [&] { FakeTapeDev(m_config, m_drive).BackupStart(); });
+  const std::string second = WriteFile(Content(700, 4));
+  auto changed = [](std::string location, std::size_t at, const std::string& text) {
+    return location.replace(at, text.size(), text);
+  };
+  const std::string in_data = m_cartridge->blocks.at(3).substr(kTapeFileLabelVolumeIdOffset, kTapeVolumeIdSize);
+  struct Case {
+    const char* name;
+    std::string location;
+    std::vector<OperatorStep> steps;
+  } cases[] = {
+      {"another file's start block", changed(second, 254, m_location.substr(254, 10)), {}},
+      {"another file number", changed(m_location, 214, "000009"), {}},
+      {"another time of writing", changed(m_location, 230, "99.99.99"), {}},
+      {"a block inside the data", changed(m_location, 254, "0000000003"),
+       {{RestoreQuestion(VolumeId(), in_data), kRetryCancel, "Retry"}}},
+      {"a block beyond the data", changed(m_location, 254, "0000009999"), {}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    Operate(c.steps, [&] { ExpectFnxError([&] { RestoreFile(c.location); }, "QRSDAL0544E", 1295, 8); });
+  }
+  EXPECT_TRUE(SameBytes(RestoreFile(second), Content(700, 4)));
+  EXPECT_TRUE(SameBytes(RestoreFile(m_location), m_content));
+}
+
 TEST_F(TapeDevRead, ALengthWordOutsideTheFormatIsRefused) {
   const std::string good = m_cartridge->blocks[2];  // the first record's length word
   for (std::uint32_t word : {0u, 4u, 65533u, 0xFFFFFFFFu}) {
