@@ -3,6 +3,7 @@
 
 #include "dal_media.h"
 #include "dal_media_filesystem.h"
+#include "dal_media_tape.h"
 
 DAMedia::~DAMedia() = default;
 void DAMedia::BackupStart(CFnx_Dal_Configuration*) {}
@@ -13,9 +14,12 @@ std::atomic<CFnx_Dal_MediaFactory*> CFnx_Dal_MediaFactory::m_pInstance{nullptr};
 os_mutex CFnx_Dal_MediaFactory::m_SingletonLock(false);
 
 CFnx_Dal_MediaFactory::CFnx_Dal_MediaFactory() {
-  std::unique_ptr<DAMedia> disk = std::make_unique<DAFileSystem>();
-  const std::string key = DalToUpper(disk->GetMediaName());
-  m_registry[key] = disk.release();
+  const auto add = [this](std::unique_ptr<DAMedia> media) {
+    const std::string key = DalToUpper(media->GetMediaName());
+    m_registry[key] = media.release();
+  };
+  add(std::make_unique<DAFileSystem>());
+  add(std::make_unique<DATape>());
 }
 
 CFnx_Dal_MediaFactory::~CFnx_Dal_MediaFactory() {

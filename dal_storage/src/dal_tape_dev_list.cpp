@@ -35,10 +35,11 @@ void CFnx_Dal_TapeDev::GetVolumeLabel(tape_volume_label& label) {
   CFnx_Dal_Trace trace("CFnx_Dal_TapeDev::GetVolumeLabel");
   m_position.set(0, 0);
   LoadTape();
-  GotoPosition(m_position);
-  // Also leaves the scan index at the end of an empty buffer, so that the
-  // first GetNextEndLabel begins with a read.
+  // Before any positioning, so that a drive in variable block mode says so
+  // first. Also leaves the scan index at the end of an empty buffer, so that
+  // the first GetNextEndLabel begins with a read.
   ReadBlockSize();
+  GotoPosition(m_position);
   m_list_end = false;
   label = tape_volume_label();
   ReadBlocks(m_buffer, 1);
@@ -79,8 +80,8 @@ void CFnx_Dal_TapeDev::PrintLabelsList(std::ostream& out) {
   CFnx_Dal_Trace trace("CFnx_Dal_TapeDev::PrintLabelsList");
   m_position.set(0, 0);
   LoadTape();
-  GotoPosition(m_position);
   ReadBlockSize();
+  GotoPosition(m_position);
   const auto block_size = static_cast<std::int64_t>(m_block_size);
 
   std::int32_t files = 0;

@@ -101,168 +101,93 @@ TEST(LinuxTape, OpenOfWhatIsNoTapeDriveFailsAtOnce) {
   EXPECT_EQ(error, OS_TAPE_NOT_SUPPORTED);
   EXPECT_EQ(Open("/dev/nst-that-is-not-there", &error), nullptr);
   EXPECT_EQ(error, OS_TAPE_FILE_NOT_FOUND);
-  EXPECT_EQ(os_tape_system_error_text(OS_TAPE_FILE_NOT_FOUND), "No such tape drive or virtual tape library.");
+  // Through the seam, as the tool opens a drive by its number.
+  EXPECT_EQ(os_tape_open("\\\\.\\TAPE4095"), os_tape_invalid_handle);
+  EXPECT_EQ(os_tape_last_error(), OS_TAPE_FILE_NOT_FOUND);
+  EXPECT_EQ(os_tape_error_text(OS_TAPE_FILE_NOT_FOUND), "No such tape drive or virtual tape library.");
 }
 
 TEST(LinuxTape, DriverConditionsBecomeThePlatformNumbers) {
+  using S = StDriverSim;
+  using D = os_tape_drive;
   struct Row {
     const char* condition;
-    std::function<void(StDriverSim&)> before;  // before the open
-    std::function<std::uint32_t(os_tape_drive&, StDriverSim&)> call;
+    std::function<void(S&)> before;  // before the open
+    std::function<std::uint32_t(D&, S&)> call;
     std::uint32_t expected;
   };
-  const auto two_blocks = [](StDriverSim& sim) {
-    Usable(sim);
-    sim.tape = {{Block('a'), false}, {Block('b'), false}};
-  };
+  const auto empty = [](S& s) { s.medium = false; };
+  const auto two_blocks = [](S& s) { Usable(s); s.tape = {{Block('a'), false}, {Block('b'), false}}; };
+  const auto is_protected = [](S& s) { Usable(s); s.write_protected = true; };
+  const auto not_logical = [](S& s) { s.block_size = 512; };
   const Row rows[] = {
-      {"online", Usable, [](os_tape_drive& d, StDriverSim&) { return d.get_status(); }, OS_TAPE_NO_ERROR},
-      {"GMT_DR_OPEN", [](StDriverSim& s) { s.medium = false; },
-       [](os_tape_drive& d, StDriverSim&) { return d.get_status(); }, OS_TAPE_NO_MEDIA_IN_DRIVE},
-      {"cartridge put in after the open",
-       [](StDriverSim& s) { s.medium = false; },
-       [](os_tape_drive& d, StDriverSim& s) {
-         s.medium = true;
-         return d.get_status();
-       },
-       OS_TAPE_MEDIA_CHANGED},
-      {"MTLOAD, reported once", Usable,
-       [](os_tape_drive& d, StDriverSim&) {
-         EXPECT_EQ(d.prepare(OS_TAPE_LOAD, false), OS_TAPE_NO_ERROR);
-         EXPECT_EQ(d.get_status(), OS_TAPE_MEDIA_CHANGED);
-         return d.get_status();
-       },
-       OS_TAPE_NO_ERROR},
-      {"MTUNLOAD", Usable,
-       [](os_tape_drive& d, StDriverSim&) {
-         EXPECT_EQ(d.prepare(OS_TAPE_UNLOAD, false), OS_TAPE_NO_ERROR);
-         return d.get_status();
-       },
-       OS_TAPE_NO_MEDIA_IN_DRIVE},
-      {"media record without medium", [](StDriverSim& s) { s.medium = false; },
-       [](os_tape_drive& d, StDriverSim&) {
-         TAPE_GET_MEDIA_PARAMETERS media{};
-         std::uint32_t size = sizeof media;
-         return d.get_parameters(OS_TAPE_GET_MEDIA_INFORMATION, &size, &media);
-       },
-       OS_TAPE_NO_MEDIA_IN_DRIVE},
-      {"0 bytes with GMT_EOD", two_blocks,
-       [](os_tape_drive& d, StDriverSim&) {
-         EXPECT_EQ(Seek(d, 2), OS_TAPE_NO_ERROR);
-         return Read(d, 512);
-       },
-       OS_TAPE_NO_DATA_DETECTED},
-      {"MTSEEK past the data: EIO with GMT_EOD", two_blocks,
-       [](os_tape_drive& d, StDriverSim&) {
-         EXPECT_EQ(Seek(d, 5), OS_TAPE_NO_DATA_DETECTED);
-         return Read(d, 512);
-       },
-       OS_TAPE_NO_DATA_DETECTED},
-      {"0 bytes without GMT_EOD: a filemark",
-       [](StDriverSim& s) {
-         Usable(s);
-         s.tape = {{"", true}, {Block('a'), false}};
-       },
-       [](os_tape_drive& d, StDriverSim&) { return Read(d, 512); }, OS_TAPE_FILEMARK_DETECTED},
-      {"ENOMEM: a variable block longer than the read",
-       [](StDriverSim& s) {
-         s.root = true;
-         s.tape = {{Block('a', 1024), false}};
-       },
-       [](os_tape_drive& d, StDriverSim&) { return Read(d, 512); }, OS_TAPE_INVALID_BLOCK_LENGTH},
-      {"EIO: a block of another size in fixed mode",
-       [](StDriverSim& s) {
-         Usable(s);
-         s.tape = {{Block('a', 1024), false}};
-       },
-       [](os_tape_drive& d, StDriverSim&) { return Read(d, 512); }, OS_TAPE_IO_DEVICE},
-      {"EIO from a unit attention, a new cartridge at BOT", two_blocks,
-       [](os_tape_drive& d, StDriverSim& s) {
-         EXPECT_EQ(Seek(d, 1), OS_TAPE_NO_ERROR);
-         s.unit_attention = true;
-         EXPECT_EQ(Read(d, 512), OS_TAPE_MEDIA_CHANGED);
-         return Read(d, 512);  // the reopened drive reads the new cartridge
-       },
-       OS_TAPE_NO_ERROR},
-      {"ENOMEDIUM", [](StDriverSim& s) { s.medium = false; },
-       [](os_tape_drive& d, StDriverSim&) { return Read(d, 512); }, OS_TAPE_NO_MEDIA_IN_DRIVE},
-      {"EIO: the cartridge pulled out while open", Usable,
-       [](os_tape_drive& d, StDriverSim& s) {
-         s.medium = false;
-         return Read(d, 512);
-       },
-       OS_TAPE_NO_MEDIA_IN_DRIVE},
-      {"EACCES from write", [](StDriverSim& s) {
-         Usable(s);
-         s.write_protected = true;
-       },
-       [](os_tape_drive& d, StDriverSim&) { return Write(d, Block('a')); }, OS_TAPE_WRITE_PROTECT},
-      {"EACCES from MTERASE", [](StDriverSim& s) {
-         Usable(s);
-         s.write_protected = true;
-       },
-       [](os_tape_drive& d, StDriverSim&) { return d.erase(0, false); }, OS_TAPE_WRITE_PROTECT},
-      {"early warning: the crossing write is done, the next gets ENOSPC",
-       [](StDriverSim& s) {
-         Usable(s);
-         s.early_warning = 1;
-       },
-       [](os_tape_drive& d, StDriverSim& s) {
-         EXPECT_EQ(Write(d, Block('a') + Block('b')), OS_TAPE_NO_ERROR);
-         EXPECT_EQ(Write(d, Block('c')), OS_TAPE_END_OF_MEDIA);
-         EXPECT_EQ(s.tape.size(), 2u);  // nothing written by the refused write
-         return Write(d, Block('c'));   // the driver lets a trailer through
-       },
-       OS_TAPE_NO_ERROR},
-      {"EIO with GMT_EOT: the physical end",
-       [](StDriverSim& s) {
-         Usable(s);
-         s.physical_end = 1;
-       },
-       [](os_tape_drive& d, StDriverSim&) {
-         EXPECT_EQ(Write(d, Block('a')), OS_TAPE_NO_ERROR);
-         return Write(d, Block('b'));
-       },
-       OS_TAPE_EOM_OVERFLOW},
-      {"a write cut short at the end",
-       [](StDriverSim& s) {
-         Usable(s);
-         s.physical_end = 1;
-       },
-       [](os_tape_drive& d, StDriverSim& s) {
-         std::uint32_t done = 0;
-         const std::string data = Block('a') + Block('b');
-         const std::uint32_t error = d.write(data.data(), 1024, &done);
-         EXPECT_EQ(done, 512u);
-         EXPECT_EQ(s.tape.size(), 1u);
-         return error;
-       },
-       OS_TAPE_END_OF_MEDIA},
-      {"EINVAL: a write of part of a block", Usable,
-       [](os_tape_drive& d, StDriverSim&) { return Write(d, Block('a', 100)); }, OS_TAPE_INVALID_PARAMETER},
-      {"EINVAL from MTSETBLK", Usable,
-       [](os_tape_drive& d, StDriverSim&) {
-         TAPE_SET_MEDIA_PARAMETERS media{4u << 20};
-         return d.set_parameters(OS_TAPE_GET_MEDIA_INFORMATION, &media);
-       },
-       OS_TAPE_INVALID_PARAMETER},
-      {"drive settings: none claimed", Usable,
-       [](os_tape_drive& d, StDriverSim&) {
-         TAPE_SET_DRIVE_PARAMETERS drive{};
-         return d.set_parameters(OS_TAPE_GET_DRIVE_INFORMATION, &drive);
-       },
-       OS_TAPE_NOT_SUPPORTED},
-      {"no logical addresses: get refused", [](StDriverSim& s) { s.block_size = 512; },
-       [](os_tape_drive& d, StDriverSim&) {
-         std::uint32_t p = 0, low = 0, high = 0;
-         return d.get_position(OS_TAPE_LOGICAL_POSITION, &p, &low, &high);
-       },
-       OS_TAPE_NOT_SUPPORTED},
-      {"no logical addresses: seek refused", [](StDriverSim& s) { s.block_size = 512; },
-       [](os_tape_drive& d, StDriverSim&) { return Seek(d, 0); }, OS_TAPE_NOT_SUPPORTED},
-      {"a partition the tape does not have", Usable,
-       [](os_tape_drive& d, StDriverSim&) { return d.set_position(OS_TAPE_LOGICAL_BLOCK, 2, 0, 0, false); },
-       OS_TAPE_INVALID_PARAMETER},
+    {"online", Usable, [](D& d, S&) { return d.get_status(); }, OS_TAPE_NO_ERROR},
+    {"GMT_DR_OPEN", empty, [](D& d, S&) { return d.get_status(); }, OS_TAPE_NO_MEDIA_IN_DRIVE},
+    {"cartridge put in after the open", empty, [](D& d, S& s) { s.medium = true; return d.get_status(); },
+     OS_TAPE_MEDIA_CHANGED},
+    {"MTLOAD, reported once", Usable, [](D& d, S&) {
+       EXPECT_EQ(d.prepare(OS_TAPE_LOAD, false), OS_TAPE_NO_ERROR);
+       EXPECT_EQ(d.get_status(), OS_TAPE_MEDIA_CHANGED);
+       return d.get_status(); }, OS_TAPE_NO_ERROR},
+    {"MTUNLOAD", Usable, [](D& d, S&) { EXPECT_EQ(d.prepare(OS_TAPE_UNLOAD, false), 0u); return d.get_status(); },
+     OS_TAPE_NO_MEDIA_IN_DRIVE},
+    {"media record without medium", empty, [](D& d, S&) {
+       TAPE_GET_MEDIA_PARAMETERS media{};
+       std::uint32_t size = sizeof media;
+       return d.get_parameters(OS_TAPE_GET_MEDIA_INFORMATION, &size, &media); }, OS_TAPE_NO_MEDIA_IN_DRIVE},
+    {"0 bytes with GMT_EOD", two_blocks, [](D& d, S&) { EXPECT_EQ(Seek(d, 2), 0u); return Read(d, 512); },
+     OS_TAPE_NO_DATA_DETECTED},
+    {"MTSEEK past the data: EIO with GMT_EOD", two_blocks, [](D& d, S&) {
+       EXPECT_EQ(Seek(d, 5), OS_TAPE_NO_DATA_DETECTED);
+       return Read(d, 512); }, OS_TAPE_NO_DATA_DETECTED},
+    {"0 bytes without GMT_EOD: a filemark", [](S& s) { Usable(s); s.tape = {{"", true}, {Block('a'), false}}; },
+     [](D& d, S&) { return Read(d, 512); }, OS_TAPE_FILEMARK_DETECTED},
+    {"ENOMEM: a variable block longer than the read", [](S& s) { s.root = true; s.tape = {{Block('a', 1024)}}; },
+     [](D& d, S&) { return Read(d, 512); }, OS_TAPE_INVALID_BLOCK_LENGTH},
+    {"EIO: a block of another size in fixed mode", [](S& s) { Usable(s); s.tape = {{Block('a', 1024)}}; },
+     [](D& d, S&) { return Read(d, 512); }, OS_TAPE_IO_DEVICE},
+    {"EIO from a unit attention, a new cartridge at BOT", two_blocks, [](D& d, S& s) {
+       EXPECT_EQ(Seek(d, 1), 0u);
+       s.unit_attention = true;
+       EXPECT_EQ(Read(d, 512), OS_TAPE_MEDIA_CHANGED);
+       return Read(d, 512); }, OS_TAPE_NO_ERROR},  // the reopened drive reads the new cartridge
+    {"ENOMEDIUM", empty, [](D& d, S&) { return Read(d, 512); }, OS_TAPE_NO_MEDIA_IN_DRIVE},
+    {"EIO: the cartridge pulled out while open", Usable, [](D& d, S& s) { s.medium = false; return Read(d, 512); },
+     OS_TAPE_NO_MEDIA_IN_DRIVE},
+    {"EACCES from write", is_protected, [](D& d, S&) { return Write(d, Block('a')); }, OS_TAPE_WRITE_PROTECT},
+    {"EACCES from MTERASE", is_protected, [](D& d, S&) { return d.erase(0, false); }, OS_TAPE_WRITE_PROTECT},
+    {"early warning: the crossing write is done, the next gets ENOSPC", [](S& s) { Usable(s); s.early_warning = 1; },
+     [](D& d, S& s) {
+       EXPECT_EQ(Write(d, Block('a') + Block('b')), OS_TAPE_NO_ERROR);
+       EXPECT_EQ(Write(d, Block('c')), OS_TAPE_END_OF_MEDIA);
+       EXPECT_EQ(s.tape.size(), 2u);  // nothing written by the refused write
+       return Write(d, Block('c')); }, OS_TAPE_NO_ERROR},  // the driver lets a trailer through
+    {"EIO with GMT_EOT: the physical end", [](S& s) { Usable(s); s.physical_end = 1; },
+     [](D& d, S&) { EXPECT_EQ(Write(d, Block('a')), 0u); return Write(d, Block('b')); }, OS_TAPE_EOM_OVERFLOW},
+    {"a write cut short at the end", [](S& s) { Usable(s); s.physical_end = 1; }, [](D& d, S& s) {
+       std::uint32_t done = 0;
+       const std::uint32_t error = d.write((Block('a') + Block('b')).data(), 1024, &done);
+       EXPECT_EQ(done, 512u);
+       EXPECT_EQ(s.tape.size(), 1u);
+       return error; }, OS_TAPE_END_OF_MEDIA},
+    {"EINVAL: a write of part of a block", Usable, [](D& d, S&) { return Write(d, Block('a', 100)); },
+     OS_TAPE_INVALID_PARAMETER},
+    {"EINVAL from MTSETBLK", Usable, [](D& d, S&) {
+       const TAPE_SET_MEDIA_PARAMETERS media{4u << 20};
+       return d.set_parameters(OS_TAPE_GET_MEDIA_INFORMATION, &media); }, OS_TAPE_INVALID_PARAMETER},
+    {"drive settings: none claimed", Usable, [](D& d, S&) {
+       const TAPE_SET_DRIVE_PARAMETERS drive{};
+       return d.set_parameters(OS_TAPE_GET_DRIVE_INFORMATION, &drive); }, OS_TAPE_NOT_SUPPORTED},
+    {"no logical addresses: get refused", not_logical, [](D& d, S&) {
+       std::uint32_t p = 0, low = 0, high = 0;
+       return d.get_position(OS_TAPE_LOGICAL_POSITION, &p, &low, &high); }, OS_TAPE_NOT_SUPPORTED},
+    {"no logical addresses: seek refused", not_logical, [](D& d, S&) { return Seek(d, 0); }, OS_TAPE_NOT_SUPPORTED},
+    {"a partition the tape does not have", Usable,
+     [](D& d, S&) { return d.set_position(OS_TAPE_LOGICAL_BLOCK, 2, 0, 0, false); }, OS_TAPE_INVALID_PARAMETER},
+    {"MTWEOF when asked for", Usable, [](D& d, S& s) {
+       EXPECT_EQ(d.write_tapemark(1, 2, false), OS_TAPE_NO_ERROR);
+       EXPECT_EQ(s.Filemarks(), 2);
+       return d.write_tapemark(0, 1, false); }, OS_TAPE_NOT_SUPPORTED},  // setmarks
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.condition);
@@ -385,17 +310,6 @@ TEST(LinuxTape, NoTapeMarkAfterAWriteWhateverFollows) {
   ASSERT_EQ(os_sys.write(fd, "block", 5), 5);
   os_sys.close(fd);
   EXPECT_EQ(sim.Filemarks(), 2);
-}
-
-TEST(LinuxTape, TapemarksOnlyWhenAskedFor) {
-  StDriverSim sim;
-  Usable(sim);
-  const Drive drive = OpenOk();
-  ASSERT_NE(drive, nullptr);
-  ASSERT_EQ(Write(*drive, Block('a')), OS_TAPE_NO_ERROR);
-  EXPECT_EQ(drive->write_tapemark(1, 2, false), OS_TAPE_NO_ERROR);
-  EXPECT_EQ(sim.Filemarks(), 2);
-  EXPECT_EQ(drive->write_tapemark(0, 1, false), OS_TAPE_NOT_SUPPORTED);  // setmarks
 }
 
 }  // namespace
