@@ -28,12 +28,15 @@ class LineSource {
         std::lock_guard<std::mutex> lock(source->m_mutex);
         source->m_lines.push_back(line);
       }
+      std::lock_guard<std::mutex> lock(source->m_mutex);
+      source->m_ended = true;
     }).detach();
     return source;
   }
   static std::shared_ptr<LineSource> Of(std::vector<std::string> lines) {
     auto source = std::make_shared<LineSource>();
     source->m_lines.assign(lines.begin(), lines.end());
+    source->m_ended = true;
     return source;
   }
   bool Next(std::string& line) {
@@ -43,10 +46,16 @@ class LineSource {
     m_lines.pop_front();
     return true;
   }
+  // No line is left and none will come.
+  bool Exhausted() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_ended && m_lines.empty();
+  }
 
  private:
   std::mutex m_mutex;
   std::deque<std::string> m_lines;  // guarded by m_mutex
+  bool m_ended = false;             // guarded by m_mutex
 };
 
 namespace {
@@ -56,6 +65,10 @@ std::string Trim(const std::string& text) {
   if (first == std::string::npos) return "";
   const auto last = text.find_last_not_of(" \t");
   return text.substr(first, last - first + 1);
+}
+
+std::string KeyOf(const CFnx_Dal_OperatorItemID& item) {
+  return std::to_string(item.getType()) + "/" + item.getName();
 }
 
 std::list<CFnx_Dal_OperatorItemInfo> Items() {
@@ -85,6 +98,13 @@ void OperatorConsole::Run() {
       Apply(Trim(line));
       continue;
     }
+    // A script that has ended answers no more: rather than wait for ever,
+    // the open question is cancelled and the run ends with its failure.
+    if (waiting && m_scripted && m_lines->Exhausted()) {
+      std::cerr << "console: the operator's lines have ended; answering Cancel\n";
+      Apply("Cancel");
+      continue;
+    }
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
   }
 }
@@ -93,7 +113,8 @@ bool OperatorConsole::ShowTable() {
   std::ostringstream text;
   bool waiting = false;
   for (const CFnx_Dal_OperatorItemInfo& item : Items()) {
-    if (item.getText().empty()) continue;
+    if (!item.getWaitingResponce()) m_answered.erase(KeyOf(item));
+    if (item.getText().empty() || m_answered.count(KeyOf(item))) continue;
     text << "[" << item.getName() << "] " << item.getText() << "\n";
     if (!item.getWaitingResponce()) continue;
     waiting = true;
@@ -128,11 +149,12 @@ void OperatorConsole::Apply(const std::string& line) {
       return;
     }
     for (const CFnx_Dal_OperatorItemInfo& item : Items()) {
-      if (!item.getWaitingResponce()) continue;
+      if (!item.getWaitingResponce() || m_answered.count(KeyOf(item))) continue;
       std::uint32_t index = 0;
       for (const std::string& option : item.getOptions()) {
         if (line == option || line == std::to_string(index + 1)) {
           CFnx_Dal_OperatorSingelton::Get().SetOperatorResponce(item, index);
+          m_answered.insert(KeyOf(item));
           std::cerr << "console: answered " << option << "\n";
           m_shown.clear();
           return;

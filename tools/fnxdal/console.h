@@ -11,6 +11,7 @@
 // with the run. Lines left over when the run ends are never read.
 #include <atomic>
 #include <memory>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -41,6 +42,9 @@ class OperatorConsole {
   std::shared_ptr<LineSource> m_lines;
   std::atomic<bool> m_stop{false};
   std::string m_shown;  // what was last printed of the table
+  // Items answered whose asker has not woken yet: they still show as waiting
+  // for a moment and must not be answered twice.
+  std::set<std::string> m_answered;
   std::thread m_thread;
 };
 

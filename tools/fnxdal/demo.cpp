@@ -120,7 +120,10 @@ void TapePart(std::vector<Document>& documents, const std::string& directory) {
     session.Save();
   }
   std::map<std::string, std::string> printed;  // cartridge -> its locations, one a line
-  for (const Document& document : documents) printed[document.cartridge] += document.location + "\n";
+  // An empty document has no file on tape: its location reads back without one.
+  for (const Document& document : documents) {
+    if (!document.bytes.empty()) printed[document.cartridge] += document.location + "\n";
+  }
   Check(printed.size() >= 2, "the backup spans two cartridges");
   Say("backed up " + std::to_string(documents.size()) + " documents over " + std::to_string(printed.size()) +
       " cartridges, the tape change answered by the console");
@@ -141,7 +144,7 @@ void TapePart(std::vector<Document>& documents, const std::string& directory) {
   std::vector<std::string> script;
   std::string inDrive;
   for (const Document& document : documents) {
-    if (document.cartridge == inDrive) continue;
+    if (document.bytes.empty() || document.cartridge == inDrive) continue;
     inDrive = document.cartridge;
     script.push_back("insert " + inDrive);
     script.push_back("Retry");

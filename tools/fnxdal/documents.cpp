@@ -63,7 +63,11 @@ std::string MediaOf(const std::string& location) {
   for (const std::string& file : files) {
     std::string fileMedia, path;
     std::int64_t from = 0, size = 0;
-    if (!ParseFileLocation(file, fileMedia, path, from, size)) throw UsageError("not a location: " + location);
+    if (!ParseFileLocation(file, fileMedia, path, from, size)) {
+      // Any other form is a bare path of a disk file.
+      if (file.find('@') != std::string::npos) throw UsageError("not a location: " + location);
+      fileMedia = "disk";
+    }
     if (!media.empty() && fileMedia != media) throw UsageError("a location of two media: " + location);
     media = fileMedia;
   }

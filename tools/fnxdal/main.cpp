@@ -7,10 +7,24 @@
 
 #include "commands.h"
 #include "fnx_error.h"
+#include "fnx_log_sink.h"
+
+namespace {
+
+void LogToStderr(int severity, const char* component, const char* text, void*) {
+  std::cerr << "log " << severity << (component ? " " : "") << (component ? component : "") << ": " << text
+            << "\n";
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
   CLI::App app{"fnxdal: documents on disk and tape, for administrators and operators"};
   app.require_subcommand(1);
+  int logLevel = 0;
+  app.add_option("--log", logLevel, "write the library's log to standard error: 1 lines, 5 with the operator "
+                                    "dialogue, 9 with traces")
+      ->each([](const std::string& level) { Fnx_SetLogSink(std::stoi(level), LogToStderr, nullptr); });
   fnxdal::AddDiskCommands(app);
   fnxdal::AddTapeCommands(app);
   fnxdal::AddVtapeCommands(app);

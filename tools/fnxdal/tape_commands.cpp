@@ -12,6 +12,7 @@
 #include "dal_tape_dev_win32.h"
 #include "dal_tape_lister.h"
 #include "documents.h"
+#include "fnx_error.h"
 #include "fnx_vtape.h"
 #include "tape_scan.h"
 #include "tape_session.h"
@@ -38,7 +39,11 @@ void Backup(const BackupOptions& options) {
   Progress progress("backup");
   for (const std::string& source : sources) {
     const std::string bytes = fromDisk ? ReadDocument(source, nullptr) : ReadWholeFile(source);
-    std::cout << WriteToTape(session.config(), bytes, &progress) << std::endl;
+    try {
+      std::cout << WriteToTape(session.config(), bytes, &progress) << std::endl;
+    } catch (const FNXError& error) {
+      throw UsageError("backup of " + source + " failed: " + error.Text());
+    }
     session.Save();
   }
   CFnx_Dal_Storage::BackupEnd(&session.config());
@@ -86,6 +91,16 @@ void Drive(const std::string& drive) {
 
 }  // namespace
 
+// Runs a command on a drive; a failure of the drive names it.
+template <typename Command>
+void OnDrive(const std::string& drive, Command command) {
+  try {
+    command();
+  } catch (const FNXError& error) {
+    throw UsageError("drive " + drive + ": " + error.Text());
+  }
+}
+
 void AddTapeCommands(CLI::App& app) {
   auto backup = std::make_shared<BackupOptions>();
   CLI::App* command = app.add_subcommand("backup", "write files or disk documents to tape as one backup run");
@@ -112,21 +127,21 @@ void AddTapeCommands(CLI::App& app) {
   auto drive = std::make_shared<std::string>();
   command = app.add_subcommand("list", "print the table of contents of the volume in the drive");
   command->add_option("--drive", *drive, "the drive")->required();
-  command->callback([drive] { dal_tape_lister(ListerDriveNumber(*drive)); });
+  command->callback([drive] { OnDrive(*drive, [&] { dal_tape_lister(ListerDriveNumber(*drive)); }); });
 
   command = app.add_subcommand("labels", "dump every label of the volume in the drive");
   command->add_option("--drive", *drive, "the drive")->required();
-  command->callback([drive] { Labels(*drive); });
+  command->callback([drive] { OnDrive(*drive, [&] { Labels(*drive); }); });
 
   command = app.add_subcommand("drive", "report the drive's and the medium's parameters");
   command->add_option("--drive", *drive, "the drive")->required();
-  command->callback([drive] { Drive(*drive); });
+  command->callback([drive] { OnDrive(*drive, [&] { Drive(*drive); }); });
 
   auto name = std::make_shared<std::string>("fnxdal");
   command = app.add_subcommand("scan", "rebuild the location of every file on the volume from its labels");
   command->add_option("--drive", *drive, "the drive")->required();
   command->add_option("--name", *name, "the run name that the locations carry");
-  command->callback([drive, name] { ScanVolume(*drive, *name, std::cout); });
+  command->callback([drive, name] { OnDrive(*drive, [&] { ScanVolume(*drive, *name, std::cout); }); });
 }
 
 }  // namespace fnxdal
