@@ -109,12 +109,19 @@ void OperatorConsole::Run() {
   }
 }
 
+bool OperatorConsole::Answered(const std::string& key) {
+  const auto found = m_answered.find(key);
+  if (found == m_answered.end()) return false;
+  if (std::chrono::steady_clock::now() - found->second < std::chrono::seconds(1)) return true;
+  m_answered.erase(found);
+  return false;
+}
+
 bool OperatorConsole::ShowTable() {
   std::ostringstream text;
   bool waiting = false;
   for (const CFnx_Dal_OperatorItemInfo& item : Items()) {
-    if (!item.getWaitingResponce()) m_answered.erase(KeyOf(item));
-    if (item.getText().empty() || m_answered.count(KeyOf(item))) continue;
+    if (item.getText().empty() || Answered(KeyOf(item))) continue;
     text << "[" << item.getName() << "] " << item.getText() << "\n";
     if (!item.getWaitingResponce()) continue;
     waiting = true;
@@ -149,12 +156,12 @@ void OperatorConsole::Apply(const std::string& line) {
       return;
     }
     for (const CFnx_Dal_OperatorItemInfo& item : Items()) {
-      if (!item.getWaitingResponce() || m_answered.count(KeyOf(item))) continue;
+      if (!item.getWaitingResponce() || Answered(KeyOf(item))) continue;
       std::uint32_t index = 0;
       for (const std::string& option : item.getOptions()) {
         if (line == option || line == std::to_string(index + 1)) {
           CFnx_Dal_OperatorSingelton::Get().SetOperatorResponce(item, index);
-          m_answered.insert(KeyOf(item));
+          m_answered[KeyOf(item)] = std::chrono::steady_clock::now();
           std::cerr << "console: answered " << option << "\n";
           m_shown.clear();
           return;

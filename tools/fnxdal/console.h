@@ -11,7 +11,8 @@
 // with the run. Lines left over when the run ends are never read.
 #include <atomic>
 #include <memory>
-#include <set>
+#include <chrono>
+#include <map>
 #include <string>
 #include <thread>
 #include <vector>
@@ -42,9 +43,11 @@ class OperatorConsole {
   std::shared_ptr<LineSource> m_lines;
   std::atomic<bool> m_stop{false};
   std::string m_shown;  // what was last printed of the table
-  // Items answered whose asker has not woken yet: they still show as waiting
-  // for a moment and must not be answered twice.
-  std::set<std::string> m_answered;
+  // Items answered, with when: an item still shows as waiting until its
+  // asker wakes, and must not be answered twice. One that still waits a
+  // second later was asked again.
+  std::map<std::string, std::chrono::steady_clock::time_point> m_answered;
+  bool Answered(const std::string& key);
   std::thread m_thread;
 };
 
