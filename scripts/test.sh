@@ -29,12 +29,8 @@ cmake -S . -B build/tsan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DFNX_SANITIZE=thread
 cmake --build build/tsan -j "$jobs"
 ctest --test-dir build/tsan --output-on-failure -L concurrency
 
-echo "== location parsers under libFuzzer, 20 seconds"
-cmake -S . -B build/fuzz -G Ninja -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_COMPILER=clang++ \
-  -DFNX_BUILD_FUZZ=ON -DFNX_BUILD_TESTS=OFF -DFNX_SANITIZE=address,undefined
-cmake --build build/fuzz -j "$jobs" --target location_fuzz
-mkdir -p build/fuzz/corpus
-build/fuzz/fuzz/location_fuzz -max_total_time=20 -max_len=400 build/fuzz/corpus 2>&1 | tail -n 1
+echo "== fuzz targets under libFuzzer, 5 seconds each"
+scripts/fuzz.sh 5
 
 if [ -x scripts/windows-test.sh ]; then
   echo "== Windows build under Wine"

@@ -150,7 +150,10 @@ bool CFnx_Dal_ConfigurationFileSystem::UpdateDirFile(const std::string& director
     text.clear();
     count = CountEntries(directory);
   }
-  if (count == -1) count = CountEntries(directory);
+  // A directory with its "dirfile.txt" holds at least that file: a smaller
+  // count (none, or a number that wrapped) is recounted from the entries, so
+  // that it can neither admit files past the limit nor fall below them.
+  if (found && count < 1) count = CountEntries(directory);
 
   if (operation == kCountIn) {
     if (count >= limit) {

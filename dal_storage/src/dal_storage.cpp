@@ -342,10 +342,12 @@ bool CFnx_Dal_Storage::Resize(std::int64_t newSize) {
   if (newSize >= GetSize()) return true;
   // The file that keeps the new end is cut first; the whole files behind it
   // go only when that succeeded, so a refused cut leaves the document whole.
+  // The first file always stays, cut to nothing at the least: a document cut
+  // to 0 still reads back, empty, under its name.
   std::size_t whole = 0;  // files at the back that go entirely
   auto keeper = m_files.rbegin();
-  for (; keeper != m_files.rend() && newSize <= (*keeper)->GetFrom(); ++keeper) ++whole;
-  if (keeper != m_files.rend() && !(*keeper)->Resize(newSize - (*keeper)->GetFrom())) return false;
+  for (; std::next(keeper) != m_files.rend() && newSize <= (*keeper)->GetFrom(); ++keeper) ++whole;
+  if (!(*keeper)->Resize(std::max<std::int64_t>(0, newSize - (*keeper)->GetFrom()))) return false;
   for (; whole > 0; --whole) {
     DAFile* file = m_files.back();
     file->SetLocation();  // a media never opened does not know its file yet

@@ -148,7 +148,8 @@ TEST(DirFile, CountTable) {
       {"xNumberOfFilesInDirectory=7", 1, 1, true, "xNumberOfFilesInDirectory=3;"},
       {"NumberOfFilesInDirectory=-1;", 1, 1, true, "NumberOfFilesInDirectory=3;;"},
       {"NumberOfFilesInDirectory=-1;", 2, 2, true, "NumberOfFilesInDirectory=2;;"},
-      {"NumberOfFilesInDirectory=abc;", 0, 1, true, "NumberOfFilesInDirectory=1;c;"},
+      {"NumberOfFilesInDirectory=abc;", 0, 1, true, "NumberOfFilesInDirectory=2;c;"},
+      {"NumberOfFilesInDirectory=2555555555;", 1, 1, true, "NumberOfFilesInDirectory=3;55555555;"},
   };
   for (const Case& c : cases) {
     TempDir dir;

@@ -14,6 +14,7 @@
 #include "dal_versions.h"
 #include "fnx_error.h"
 #include "fnx_log_sink.h"
+#include "fnx_vtape.h"
 
 namespace {
 
@@ -83,6 +84,43 @@ TEST_F(HostProcess, FailuresInsideTheLibraryAreCaughtByTheHostAsFNXError) {
     ADD_FAILURE() << "an unknown configuration type was accepted";
   } catch (const std::exception& error) {  // also as the standard base
     EXPECT_EQ(std::string(error.what()).rfind("QRSDAL0515E", 0), 0u) << error.what();
+  }
+}
+
+// The virtual drive's management as a tool calls it: the status and the
+// failures cross the boundary as values and as FNXError with a number.
+TEST_F(HostProcess, ManagesAVirtualTapeLibrary) {
+  const std::string library = (root / "library").string();
+  FnxVtapeLibrarySpec spec;
+  spec.cartridges = 3;
+  spec.blockSize = 4096;
+  spec.capacityBytes = 1 << 20;
+  FnxVtapeCreateLibrary(library, spec);
+  FnxVtapeInsert(library, "C002");
+  FnxVtapeProtect(library, "C003", true);
+  FnxVtapeFault fault;
+  fault.call = "read";
+  fault.error = 23;
+  FnxVtapeScriptFault(library, fault);
+  FnxVtapeStatus status = FnxVtapeGetStatus(library);
+  EXPECT_EQ(status.inDrive, "C002");
+  EXPECT_TRUE(status.mediaChangePending);
+  ASSERT_EQ(status.cartridges.size(), 3u);
+  EXPECT_EQ(status.cartridges[2].name, "C003");
+  EXPECT_TRUE(status.cartridges[2].writeProtected);
+  EXPECT_EQ(status.cartridges[0].capacityBlocks, 256u);
+  EXPECT_EQ(status.faults, std::vector<std::string>{"fault 1 read 1 23 once"});
+  FnxVtapeClearFaults(library);
+  FnxVtapeEject(library);
+  status = FnxVtapeGetStatus(library);
+  EXPECT_TRUE(status.inDrive.empty());
+  EXPECT_TRUE(status.faults.empty());
+  try {
+    FnxVtapeInsert(library, "C009");
+    ADD_FAILURE() << "a cartridge that the library lacks went in";
+  } catch (const FNXError& error) {
+    EXPECT_EQ(error.Code(), 2) << error.Text();
+    EXPECT_NE(error.Text().find("C009"), std::string::npos) << error.Text();
   }
 }
 

@@ -21,7 +21,7 @@ class FileLock : public ::testing::Test {
   void SetUp() override { WriteFile(m_path, std::string(100, 'd')); }
   void Open(Osl_File& file) { file.open(m_path, 0, OSL_ACCESS_READ_WRITE, 0); }
   // 0 when a second process is granted the whole-file lock, 1 when refused.
-  int ChildTryLock() { return ChildProcess("platform_child", {"try-lock", m_path}).Wait(); }
+  int ChildTryLock() { return ChildProcess({"try-lock", m_path}).Wait(); }
 
   TempDir m_dir;
   const std::string m_path = m_dir.Join("document");
@@ -61,7 +61,7 @@ TEST_F(FileLock, HeldAcrossProcessesAndOtherDescriptorsClosing) {
 
 TEST_F(FileLock, KilledChildLeavesNoLock) {
   const std::string ready = m_dir.Join("ready");
-  ChildProcess child("platform_child", {"hold-lock", m_path, ready});
+  ChildProcess child({"hold-lock", m_path, ready});
   ASSERT_TRUE(WaitUntil([&] { return Osl_File_System::exists(ready); }));
   Osl_File file;
   Open(file);
@@ -75,7 +75,7 @@ TEST_F(FileLock, KilledChildLeavesNoLock) {
 TEST_F(FileLock, WaitingLockIsGrantedWhenTheChildReleases) {
   const std::string ready = m_dir.Join("ready");
   const std::string release = m_dir.Join("release");
-  ChildProcess child("platform_child", {"hold-lock", m_path, ready, release});
+  ChildProcess child({"hold-lock", m_path, ready, release});
   ASSERT_TRUE(WaitUntil([&] { return Osl_File_System::exists(ready); }));
   Osl_File file;
   Open(file);

@@ -26,7 +26,7 @@ TEST(RandomNumber, UniqueAcrossThreadsAndProcesses) {
   const std::vector<std::string> outputs{dir.Join("first"), dir.Join("second")};
   std::vector<ChildProcess> children;
   for (const std::string& out : outputs) {
-    children.emplace_back("platform_child", std::vector<std::string>{"random", std::to_string(kCalls), out});
+    children.emplace_back(std::vector<std::string>{"random", std::to_string(kCalls), out});
   }
   std::vector<std::vector<std::string>> drawn(kThreads);
   std::vector<std::thread> threads;

@@ -91,6 +91,16 @@ TEST_F(StoredDocument, ResizeCutsAndRemovesWholeFiles) {
   ASSERT_TRUE(reader.OpenForReading(nullptr));
   EXPECT_FALSE(reader.Resize(2)) << "a document open for reading is not cut";
   EXPECT_EQ(ReadFile(paths[0]), "aaaa");
+  reader.Close(false);
+
+  CFnx_Dal_Storage emptied("disk@" + paths[0] + ",0,4#disk@" + paths[1] + ",4,3#");
+  ASSERT_TRUE(emptied.ReOpenForWriting());
+  EXPECT_TRUE(emptied.Resize(0));
+  emptied.Close(false);
+  EXPECT_FALSE(Osl_File_System::exists(paths[1]));
+  CFnx_Dal_Storage again(emptied.GetName());
+  ASSERT_TRUE(again.OpenForReading(nullptr)) << "cut to nothing, the first file stays and its name reads back";
+  EXPECT_EQ(again.GetSize(), 0);
 }
 
 // A cut that fails loses nothing: the files behind it stay on disk and in

@@ -13,6 +13,8 @@ class ChildProcess {
   // Starts `helper` (a file name next to the running test executable) with
   // `args`. Throws std::runtime_error when it cannot be started.
   ChildProcess(const std::string& helper, const std::vector<std::string>& args);
+  // Starts fnx_test_child, the tests' own second process (test_child.h).
+  explicit ChildProcess(const std::vector<std::string>& args) : ChildProcess("fnx_test_child", args) {}
   ~ChildProcess();  // kills a child still running, then reaps it
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;

@@ -16,6 +16,8 @@ TapeDevTest::TapeDevTest() {
   m_config.SetValues(values);
 }
 
+std::unique_ptr<CFnx_Dal_TapeDev> TapeDevTest::NewDevice() { return std::make_unique<FakeTapeDev>(m_config, m_drive); }
+
 CFnx_Dal_ConfigValues TapeDevTest::Values() {
   CFnx_Dal_ConfigValues values;
   m_config.GetValues(values);
@@ -26,7 +28,7 @@ void TapeDevTest::StartRunOnNewVolume() {
   CFnx_Dal_ConfigValues values = Values();
   values.m_forceLabel = true;
   SetValues(values);
-  FakeTapeDev(m_config, m_drive).BackupStart();
+  NewDevice()->BackupStart();
   values = Values();
   values.m_forceLabel = false;
   SetValues(values);
@@ -34,7 +36,8 @@ void TapeDevTest::StartRunOnNewVolume() {
 
 std::string TapeDevTest::WriteFile(const std::string& content, std::size_t chunk) {
   for (;;) {
-    FakeTapeDev device(m_config, m_drive);
+    const std::unique_ptr<CFnx_Dal_TapeDev> file_device = NewDevice();
+    CFnx_Dal_TapeDev& device = *file_device;
     device.FileWriteStart();
     bool given_up = false;
     for (std::size_t done = 0; done < content.size() && !given_up;) {
@@ -57,7 +60,8 @@ std::string TapeDevTest::WriteFile(const std::string& content, std::size_t chunk
 std::string TapeDevTest::RestoreFile(const std::string& location_text, std::size_t chunk) {
   CFnx_Dal_Tape_Location location;
   location.get_from_string(location_text);
-  FakeTapeDev device(m_config, m_drive);
+  const std::unique_ptr<CFnx_Dal_TapeDev> file_device = NewDevice();
+  CFnx_Dal_TapeDev& device = *file_device;
   device.ReadStart(location);
   std::string restored;
   std::string piece(chunk, '\0');
@@ -70,14 +74,18 @@ std::string TapeDevTest::RestoreFile(const std::string& location_text, std::size
 }
 
 std::function<void()> TapeDevTest::InsertNewVolume(std::shared_ptr<FakeCartridge> next) {
-  return [this, next, stamp = VolumeId().substr(16)] {
+  return InsertNewVolume([this, next] { m_drive.Insert(next); });
+}
+
+std::function<void()> TapeDevTest::InsertNewVolume(std::function<void()> insert) {
+  return [insert, stamp = VolumeId().substr(16)] {
     CFnx_Dal_ConfigurationTape clock;
     const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(5);
     while (clock.GetCurDateFormat() + "/" + clock.GetCurTimeFormat() == stamp &&
            std::chrono::steady_clock::now() < limit) {
       std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
-    m_drive.Insert(next);
+    insert();
   };
 }
 

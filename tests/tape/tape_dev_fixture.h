@@ -20,6 +20,10 @@ class TapeDevTest : public ::testing::Test {
  protected:
   TapeDevTest();
 
+  // The device of the drive under test for one call or one file; the
+  // in-memory drive's unless a suite runs on another drive.
+  virtual std::unique_ptr<CFnx_Dal_TapeDev> NewDevice();
+
   CFnx_Dal_ConfigValues Values();
   void SetValues(const CFnx_Dal_ConfigValues& values) { m_config.SetValues(values); }
 
@@ -55,6 +59,7 @@ class TapeDevTest : public ::testing::Test {
   // An operator action that inserts next once a label made then differs from
   // the current volume's: two volumes labelled within one second are one.
   std::function<void()> InsertNewVolume(std::shared_ptr<FakeCartridge> next);
+  std::function<void()> InsertNewVolume(std::function<void()> insert);
 
   FakeTapeDrive m_drive{512};
   std::shared_ptr<FakeCartridge> m_cartridge = std::make_shared<FakeCartridge>();

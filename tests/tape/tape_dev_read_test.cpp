@@ -124,3 +124,27 @@ TEST_F(TapeDevRead, ALengthWordOutsideTheFormatIsRefused) {
   m_cartridge->blocks[2] = good;
   EXPECT_TRUE(SameBytes(RestoreFile(m_location), m_content));
 }
+
+// One device object restores again and again, also after a restore that
+// stopped inside a record, as a reader that closes early does; the operator
+// sees each restore start and end.
+TEST_F(TapeDevRead, OneDeviceRestoresAgainAfterAWholeAndAnUnfinishedRestore) {
+  CFnx_Dal_Tape_Location location;
+  location.get_from_string(m_location);
+  FakeTapeDev device(m_config, m_drive);
+  const CFnx_Dal_ConfigValues values = Values();
+  const CFnx_Dal_OperatorItemID console(values.m_type, values.m_name, values.m_dasName);
+  CFnx_Dal_Operator& table = CFnx_Dal_OperatorSingelton::Get();
+  for (const std::size_t stop : {m_content.size(), std::size_t{100}, m_content.size()}) {
+    SCOPED_TRACE(stop);
+    device.ReadStart(location);
+    EXPECT_EQ(table.getOperatorMsg(console), "Restore started from tape: " + VolumeId());
+    std::string restored(stop, '\0');
+    std::uint32_t read = 0;
+    device.ReadRead(restored.data(), static_cast<std::uint32_t>(stop), read);
+    EXPECT_EQ(read, stop);
+    EXPECT_TRUE(SameBytes(restored, m_content.substr(0, stop)));
+    device.ReadEnd();
+    EXPECT_EQ(table.getOperatorMsg(console), "Restore ended");
+  }
+}

@@ -81,31 +81,6 @@ TEST_F(TapeDevWrite, A700ByteFileLiesAsTheFormatSaysAndRestores) {
   EXPECT_TRUE(SameBytes(RestoreFile(location), content));
 }
 
-TEST_F(TapeDevWrite, FilesOfEverySizeAroundARecordRestoreByteExact) {
-  struct Case {
-    std::size_t size, chunk;
-    std::uint32_t record_blocks;  // a length word filling its last block takes one more
-  } cases[] = {{1, 1000, 1},        {507, 100, 1},         {508, 100, 2},
-               {65528, 65528, 128}, {65529, 1000, 129},    {65529, 1 << 20, 129},
-               {3 * 65528 + 1, 65528, 385}, {3 * 65528 + 1, 1 << 20, 385}};
-  std::vector<std::string> locations;
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.size);
-    const std::uint32_t start = m_drive.position();
-    locations.push_back(WriteFile(Content(c.size, start), c.chunk));
-    EXPECT_EQ(locations.back().substr(254, 10), Digits(start, 10));
-    EXPECT_EQ(locations.back().substr(274, 10), Digits(start + 1 + c.record_blocks, 10));
-  }
-  // A restore ends the run, so all are read back after all are written.
-  for (std::size_t i = 0; i < locations.size(); ++i) {
-    for (std::size_t chunk : {std::size_t{10}, std::size_t{65528}, std::size_t{300000}}) {
-      SCOPED_TRACE(std::to_string(cases[i].size) + " bytes read in pieces of " + std::to_string(chunk));
-      const auto start = static_cast<unsigned>(std::stoul(locations[i].substr(254, 10)));
-      EXPECT_TRUE(SameBytes(RestoreFile(locations[i], chunk), Content(cases[i].size, start)));
-    }
-  }
-}
-
 // File numbers follow the volume info; an empty file leaves no location,
 // pushes nothing, and its number and place are used again.
 TEST_F(TapeDevWrite, FileNumbersFollowTheVolumeInfoAndReachTheCaller) {
@@ -245,59 +220,5 @@ TEST_F(TapeDevWrite, ABlockSizeTheFormatCannotUseIsRefused) {
     ExpectFnxError([&] { FakeTapeDev(m_config, m_drive).BackupStart(); }, c.id, c.code, c.error_class);
     m_drive.set_block_size(512);
     EXPECT_EQ(m_cartridge->blocks, blocks_before);
-  }
-}
-
-TEST_F(TapeDevWrite, ARunOverThreeVolumesKeepsEveryFileItGaveALocationFor) {
-  std::vector<std::shared_ptr<FakeCartridge>> volumes;
-  for (int i = 0; i < 3; ++i) {
-    volumes.push_back(std::make_shared<FakeCartridge>());
-    volumes.back()->end_of_medium = 260;
-  }
-  m_drive.Insert(volumes[0]);
-  StartRunOnNewVolume();
-
-  // 100000 bytes take 198 blocks: the second such file on a volume meets the
-  // end of the medium inside its first record.
-  const std::size_t sizes[] = {100000, 100000, 20000, 100000, 1};
-  std::vector<std::string> locations;
-  std::vector<std::size_t> volume_of_file;
-  std::size_t loaded = 0;
-  for (std::size_t i = 0; i < std::size(sizes); ++i) {
-    SCOPED_TRACE("file " + std::to_string(i + 1));
-    std::vector<OperatorStep> steps;
-    if (i == 1 || i == 3) steps.push_back({kDataEot, kRetryCancel, "Retry", InsertNewVolume(volumes[++loaded])});
-    Operate(steps, [&] { locations.push_back(WriteFile(Content(sizes[i], 10 + i), 8192)); });
-    volume_of_file.push_back(loaded);
-
-    // The caller's configuration follows the volume in the drive.
-    const CFnx_Dal_ConfigValues values = Values();
-    EXPECT_TRUE(values.m_backupFlag);
-    EXPECT_EQ(VolumeId(), IdOf(volumes[loaded]));
-    EXPECT_EQ(locations.back().substr(180, 26) + "/" + locations.back().substr(206, 8), VolumeId());
-    tape_volume_status status;
-    status.load(values.m_volumeInfo);
-    const auto files = std::count(volume_of_file.begin(), volume_of_file.end(), loaded);
-    EXPECT_EQ(status.get_file_count(), files);
-    EXPECT_NE(values.m_statusLine.find(", files: " + std::to_string(files) + ", "), std::string::npos)
-        << values.m_statusLine;
-    EXPECT_EQ(std::string(status.offset_low, 10), Digits(m_drive.position(), 10));
-  }
-  FakeTapeDev(m_config, m_drive).BackupEnd();
-  EXPECT_FALSE(Values().m_backupFlag);
-
-  // Restores ask for the volume whenever another one is in the drive.
-  for (std::size_t i = 0; i < locations.size(); ++i) {
-    SCOPED_TRACE("restore of file " + std::to_string(i + 1));
-    const auto& wanted = volumes[volume_of_file[i]];
-    std::vector<OperatorStep> steps;
-    if (m_drive.Loaded() != wanted) {
-      const std::string found = m_drive.Loaded()->blocks.at(std::stoul(locations[i].substr(254, 10)));
-      steps.push_back({RestoreQuestion(IdOf(wanted), found.substr(kTapeFileLabelVolumeIdOffset, kTapeVolumeIdSize)),
-                       kRetryCancel, "Retry", [&] { m_drive.Insert(wanted); }});
-    }
-    std::string restored;
-    Operate(steps, [&] { restored = RestoreFile(locations[i], 50000); });
-    EXPECT_TRUE(SameBytes(restored, Content(sizes[i], static_cast<unsigned>(10 + i))));
   }
 }

@@ -1,90 +1,97 @@
-// The Linux drive gives a volume the block numbers the virtual drive gives
-// it: the seam calls of a backup of three files and of a listing, run through
-// the dispatcher on both, see the same positions and the same reads.
+// A Linux drive gives a volume the block numbers the virtual drive gives it:
+// a backup of three files through the platform device, its listing and the
+// restore of each file, on the virtual drive and on the simulated st driver.
 #include <gtest/gtest.h>
 
 #include <linux/mtio.h>
 
+#include <sstream>
 #include <string>
 #include <vector>
 
+#include "dal_tape_dev_win32.h"
+#include "dal_tape_lister_contents.h"
 #include "fnx_vtape.h"
-#include "os_tape.h"
 #include "st_driver_sim.h"
 #include "temp_dir.h"
 
 namespace {
 
 constexpr std::uint32_t kBlock = 512;
-constexpr std::uint32_t kRecord = 65536;
 
-// The answers the tape call wrapper takes for success; 1104 only from a positioning.
-bool Done(std::uint32_t error) { return error == OS_TAPE_NO_ERROR || error == OS_TAPE_MEDIA_CHANGED; }
-bool Positioned(std::uint32_t error) { return Done(error) || error == OS_TAPE_NO_DATA_DETECTED; }
-
-// The calls as the tape logic makes them: a device object, so an open, per
-// step; positions taken after each label, the listing reading whole records.
-std::vector<std::uint32_t> BackupAndList(const std::string& name) {
-  std::vector<std::uint32_t> seen;
-  const auto position = [&](os_tape_handle h) {
-    std::uint32_t partition = 9, low = 0, high = 0;
-    EXPECT_TRUE(Done(os_tape_get_position(h, OS_TAPE_LOGICAL_POSITION, &partition, &low, &high)));
-    seen.push_back(partition);
-    seen.push_back(low);
-    return low;
-  };
-  const auto write = [](os_tape_handle h, std::uint32_t bytes) {
-    const std::string data(bytes, 'x');
-    std::uint32_t done = 0;
-    EXPECT_TRUE(os_tape_write(h, data.data(), bytes, &done)) << os_tape_last_error();
-  };
-
-  os_tape_handle h = os_tape_open(name);
-  EXPECT_NE(h, os_tape_invalid_handle) << os_tape_last_error();
-  EXPECT_TRUE(Done(os_tape_prepare(h, OS_TAPE_LOAD, false)));
-  EXPECT_TRUE(Done(os_tape_get_status(h)));
-  TAPE_GET_DRIVE_PARAMETERS drive{};
-  std::uint32_t size = sizeof drive;
-  EXPECT_TRUE(Done(os_tape_get_parameters(h, OS_TAPE_GET_DRIVE_INFORMATION, &size, &drive)));
-  EXPECT_TRUE(Done(os_tape_create_partition(h, 0, 0, 0)));
-  const TAPE_SET_MEDIA_PARAMETERS media{drive.DefaultBlockSize};
-  EXPECT_TRUE(Done(os_tape_set_parameters(h, OS_TAPE_GET_MEDIA_INFORMATION, &media)));
-  write(h, kBlock);  // the volume label
-  std::uint32_t end = position(h);
-  os_tape_close(h);
-
-  for (const std::uint32_t bytes : {700u, 2 * 65528u + 3, 1u}) {
-    h = os_tape_open(name);
-    EXPECT_TRUE(Positioned(os_tape_set_position(h, OS_TAPE_LOGICAL_BLOCK, 0, end, 0, false)));
-    position(h);
-    write(h, kBlock);  // start label
-    for (std::uint32_t left = bytes + 4; left > 0;) {  // records of 65536, the last in whole blocks
-      const std::uint32_t record = left >= kRecord ? kRecord : (left + kBlock - 1) / kBlock * kBlock;
-      write(h, record);
-      left -= record < left ? record : left;
-    }
-    write(h, kBlock);  // end label
-    end = position(h);
-    os_tape_close(h);
-  }
-
-  h = os_tape_open(name);
-  EXPECT_TRUE(Done(os_tape_set_position(h, OS_TAPE_LOGICAL_BLOCK, 1, 0, 0, false)));
-  std::string buffer(kRecord, '\0');
-  for (int reads = 0; reads < 100; ++reads) {
-    std::uint32_t done = 0;
-    if (!os_tape_read(h, buffer.data(), kRecord, &done)) {
-      seen.push_back(os_tape_last_error());
-      break;
-    }
-    seen.push_back(done / kBlock);
-  }
-  position(h);
-  os_tape_close(h);
-  return seen;
+std::string Content(std::size_t size, char seed) {
+  std::string content(size, '\0');
+  for (std::size_t i = 0; i < size; ++i) content[i] = static_cast<char>(seed + i * 7 + i / 251);
+  return content;
 }
 
-TEST(LinuxTape, ABackupAndItsListingSeeTheVirtualDrivesBlockNumbers) {
+struct Volume {
+  std::vector<std::string> blocks;  // start and end block of each file, by its location
+  std::vector<std::string> listed;  // the listing's lines of files, block columns only
+  std::vector<std::string> restored;
+};
+
+Volume BackupListRestore(const std::string& device, const std::vector<std::string>& files) {
+  CFnx_Dal_ConfigurationTape config;
+  CFnx_Dal_ConfigValues values;
+  values.m_type = 7;
+  values.m_name = "linux-" + device;  // an operator key of its own
+  values.m_dasName = "DAS_TEST";
+  values.m_volumeName = "VOL_A";
+  values.m_deviceName = device;
+  values.m_forceLabel = true;
+  config.SetValues(values);
+  CFnx_Dal_TapeDevWin32(config).BackupStart();
+  config.GetValues(values);
+  values.m_forceLabel = false;
+  config.SetValues(values);
+
+  Volume run;
+  std::vector<std::string> locations;
+  for (const std::string& content : files) {
+    CFnx_Dal_TapeDevWin32 writer(config);
+    writer.FileWriteStart();
+    std::string bytes = content;
+    std::uint32_t written = 0;
+    EXPECT_TRUE(writer.FileWrite(bytes.data(), static_cast<std::uint32_t>(bytes.size()), written));
+    CFnx_Dal_Tape_Location location;
+    writer.FileWriteEnd(location);
+    std::string das, name;
+    tape_file_label_basic label;
+    location.parse_location(das, name, label);
+    run.blocks.push_back(std::string(label.start_Offset_low, sizeof label.start_Offset_low) + "-" +
+                         std::string(label.end_Offset_low, sizeof label.end_Offset_low));
+    location.put_to_string(locations.emplace_back());
+  }
+
+  std::ostringstream out;
+  {
+    CFnx_Dal_TapeDevWin32 lister(config);
+    dal_tape_list_contents(lister, out);
+  }
+  std::istringstream lines(out.str());
+  for (std::string line; std::getline(lines, line);) {
+    if (line.size() == 84) run.listed.push_back(line.substr(42, 20));  // start and end block
+  }
+
+  for (const std::string& text : locations) {
+    CFnx_Dal_Tape_Location location;
+    location.get_from_string(text);
+    CFnx_Dal_TapeDevWin32 reader(config);
+    reader.ReadStart(location);
+    std::string restored, piece(65536, '\0');
+    for (std::uint32_t read = 65536; read == 65536;) {
+      reader.ReadRead(piece.data(), 65536, read);
+      restored.append(piece.data(), read);
+    }
+    reader.ReadEnd();
+    run.restored.push_back(restored);
+  }
+  return run;
+}
+
+TEST(LinuxTape, ABackupOfThreeFilesListsAndRestoresWithTheVirtualDrivesBlockNumbers) {
+  const std::vector<std::string> files = {Content(700, 'a'), Content(2 * 65528 + 3, 'b'), Content(1, 'c')};
   TempDir dir;
   const std::string library = dir.Join("library");
   FnxVtapeLibrarySpec spec;
@@ -92,17 +99,20 @@ TEST(LinuxTape, ABackupAndItsListingSeeTheVirtualDrivesBlockNumbers) {
   spec.capacityBytes = 16u << 20;
   FnxVtapeCreateLibrary(library, spec);
   FnxVtapeInsert(library, "C001");
-  const std::vector<std::uint32_t> on_virtual = BackupAndList("vtape:" + library);
+  const Volume on_virtual = BackupListRestore("vtape:" + library, files);
 
   StDriverSim sim;
   sim.root = true;
   sim.block_size = kBlock;
-  sim.options = MT_ST_TWO_FM;  // the driver as many set it up: two marks at a close after a write
-  const std::vector<std::uint32_t> on_linux = BackupAndList("\\\\.\\TAPE0");
+  sim.options = MT_ST_TWO_FM;  // as many drives are set up: two marks at a close after a write
+  const Volume on_linux = BackupListRestore("\\\\.\\TAPE0", files);
 
-  EXPECT_EQ(on_linux, on_virtual);
-  // The volume label, then 2 + 2, 2 + 256 and 2 + 1 blocks: labels and data, nothing else.
-  EXPECT_EQ(on_virtual.back(), 266u);
+  ASSERT_EQ(on_virtual.blocks.size(), 3u);
+  EXPECT_EQ(on_linux.blocks, on_virtual.blocks);
+  EXPECT_EQ(on_virtual.listed.size(), 3u);
+  EXPECT_EQ(on_linux.listed, on_virtual.listed);
+  EXPECT_EQ(on_linux.restored, files);
+  EXPECT_EQ(on_virtual.restored, files);
   EXPECT_EQ(sim.Filemarks(), 0);
 }
 

@@ -139,13 +139,7 @@ FnxVtapeStatus FnxVtapeGetStatus(const std::string& directory) {
       }
       status.cartridges.push_back(cartridge);
     }
-    vtape_state faults_only;
-    for (const auto& fault : state.faults) {
-      faults_only.faults = {fault};
-      const std::string text = vtape_format_state(faults_only);
-      const std::size_t at = text.find("fault ");
-      status.faults.push_back(text.substr(at, text.size() - at - 1));
-    }
+    for (const auto& fault : state.faults) status.faults.push_back(vtape_format_fault(fault));
     return status;
   });
 }

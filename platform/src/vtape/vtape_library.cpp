@@ -77,10 +77,13 @@ std::string vtape_format_state(const vtape_state& state) {
   out << "drive " << (state.drive.empty() ? "-" : state.drive) << ' ' << state.loaded << ' ' << state.position
       << ' ' << state.media_changed << ' ' << state.generation << '\n'
       << "next-fault " << state.next_fault_id << '\n';
-  for (const auto& fault : state.faults)
-    out << "fault " << fault.id << ' ' << fault.call << ' ' << fault.at << ' ' << fault.error << ' '
-        << (fault.always ? "always" : "once") << '\n';
+  for (const auto& fault : state.faults) out << vtape_format_fault(fault) << '\n';
   return out.str();
+}
+
+std::string vtape_format_fault(const vtape_fault& fault) {
+  return "fault " + std::to_string(fault.id) + ' ' + fault.call + ' ' + std::to_string(fault.at) + ' ' +
+         std::to_string(fault.error) + (fault.always ? " always" : " once");
 }
 
 vtape_state vtape_parse_state(const std::string& text, const std::string& where) {

@@ -104,5 +104,7 @@ class vtape_change_watch {
 };
 
 std::string vtape_format_state(const vtape_state& state);
+// A fault as its line of the state file, without the line end.
+std::string vtape_format_fault(const vtape_fault& fault);
 // Throws vtape_error 1392 naming the line that does not parse.
 vtape_state vtape_parse_state(const std::string& text, const std::string& where);

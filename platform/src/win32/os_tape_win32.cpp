@@ -1,12 +1,6 @@
 // The operating system's tape drive on Windows: the KERNEL32 tape calls on a
 // handle opened by name, answering as the drive answers.
-#ifndef WIN32_LEAN_AND_MEAN
-#define WIN32_LEAN_AND_MEAN
-#endif
-#ifndef NOMINMAX
-#define NOMINMAX
-#endif
-#include <windows.h>
+#include "win32_error.h"  // first: <windows.h> lean and without min and max
 
 #include "os_tape.h"
 #include "os_tape_drive.h"

@@ -3,7 +3,6 @@
 
 #include "osl_directory.h"
 #include "os_path.h"
-#include "os_syscalls.h"
 #include "win32_error.h"
 
 namespace {

@@ -1,0 +1,22 @@
+#pragma once
+// fnx_test_child, the second process of the multi-process tests: one program
+// whose commands live beside the suites that use them. A command gets its
+// arguments after the command name and returns the exit code: 0 done,
+// 1 refused (a lock); a thrown exception exits 2, told on stderr. A command
+// that blocks ends by itself, so a child left behind by a crashed test goes.
+#include <string>
+#include <vector>
+
+using ChildArgs = std::vector<std::string>;
+
+// tests/platform/platform_commands.cpp
+//   hold-lock <file> <ready> [<release>]: lock the whole file, make <ready>,
+//       hold until <release> exists
+//   try-lock <file>: 0 when the whole-file lock is granted, else 1
+//   random <count> <out>: <count> RandomNumber texts into <out>, one a line
+int HoldLock(const ChildArgs& args);
+int TryLock(const ChildArgs& args);
+int WriteRandomNumbers(const ChildArgs& args);
+
+// Blocks until `release` exists, two minutes at most.
+void HoldUntil(const std::string& release);
