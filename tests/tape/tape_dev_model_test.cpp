@@ -41,13 +41,6 @@ class TapeDevModel : public TapeDevTest, public ::testing::WithParamInterface<Ta
     if (volumes == static_cast<int>(kCartridges)) throw std::out_of_range("no blank cartridge left");
     Insert(static_cast<std::size_t>(volumes++));
   }
-  // Each device gets a volume name of its own: two volumes labelled in the
-  // same second under one name would be one volume.
-  void NameNextVolume() {
-    CFnx_Dal_ConfigValues values = Values();
-    values.m_volumeName = "V" + std::to_string(++m_names);
-    m_config.SetValues(values);
-  }
   // After a call that may have labelled the tape in the drive.
   void NoteVolume() {
     if (!VolumeId().empty()) m_cartridge_of[VolumeId()] = m_test_drive->Loaded();
@@ -81,7 +74,6 @@ class TapeDevModel : public TapeDevTest, public ::testing::WithParamInterface<Ta
     values.m_newVolume1 = new_volume;
     m_config.SetValues(values);
     if (new_volume) InsertBlank();
-    NameNextVolume();
     NewDevice()->BackupStart();
     NoteVolume();
     values = Values();
@@ -105,7 +97,6 @@ class TapeDevModel : public TapeDevTest, public ::testing::WithParamInterface<Ta
   void RunSteps(std::mt19937& random, std::vector<File>& files);
 
   std::unique_ptr<TapeTestDrive> m_test_drive;
-  int m_names = 0;
   std::map<std::string, std::size_t> m_cartridge_of;  // volume id to cartridge
   std::vector<std::string> m_unexpected;
   std::string m_last_question;
@@ -150,8 +141,7 @@ void TapeDevModel::RunSteps(std::mt19937& random, std::vector<File>& files) {
       const auto seed = static_cast<unsigned>(files.size());
       std::string location;
       for (int attempt = 0; attempt < 3 && location.empty(); ++attempt) {
-        NameNextVolume();
-        try {
+            try {
           location = WriteFile(Content(size, seed), 1 + random() % 20000);
         } catch (const end_of_tape_error&) {
           // The last record or the end label met the end of the medium: the
