@@ -111,8 +111,6 @@ class FNX_API CFnx_Dal_TapeDev {
   // once it is labelled, false with written 0 when the answer named no
   // option, end_of_tape_error on "Cancel". The file is then written anew
   // from FileWriteStart on; FileWrite refuses more bytes until then.
-  // FileWriteEnd asks the same way when the last record or the end label
-  // does not fit, then raises end_of_tape_error: no location.
   void FileWriteStart();
   bool FileWrite(char* data, std::uint32_t length, std::uint32_t& written);
   void FileWriteEnd(CFnx_Dal_Tape_Location& location);
@@ -179,10 +177,6 @@ class FNX_API CFnx_Dal_TapeDev {
   // After the operator's "Retry" at the end of the medium or at a foreign
   // tape: a new tape, labelled, and pushed as the run's volume.
   void TakeNewVolume();
-  // The end of the medium met the file in work: gives it up and asks for a
-  // new volume. True once one is labelled, false when the answer named no
-  // option, end_of_tape_error on "Cancel".
-  bool GiveUpFileForNewVolume();
   // GetBlockSize into m_block_size, refused unless the format can use it.
   void ReadBlockSize();
   // Raises unless m_block_size is one the format can use: 0 gives

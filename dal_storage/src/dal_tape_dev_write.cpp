@@ -144,26 +144,23 @@ bool CFnx_Dal_TapeDev::FileWrite(char* data, std::uint32_t length, std::uint32_t
   try {
     WriteBuf(data, static_cast<int>(length), kAddData);
   } catch (const end_of_tape_error&) {
-    return GiveUpFileForNewVolume();
+    m_file_bytes = 0;
+    m_file_open = false;
+    GetCurrentPosition(m_position);
+    GotoPosition(m_position);
+    CloseHandle();
+    m_buf_pos = kTapeRecordHeader;
+    FnxLogLine("End of tape reached.");
+    const std::string& answer = AskRetryCancel(
+        "End of tape reached. A new volume will be started.\nPlease, insert a new volume and press \"Retry\"",
+        false);
+    if (answer == m_opt_cancel) throw end_of_tape_error(kSourceFile, __LINE__);
+    if (answer != m_opt_retry) return false;
+    TakeNewVolume();
+    return true;
   }
   m_file_bytes += length;
   written = length;
-  return true;
-}
-
-bool CFnx_Dal_TapeDev::GiveUpFileForNewVolume() {
-  m_file_bytes = 0;
-  m_file_open = false;
-  GetCurrentPosition(m_position);
-  GotoPosition(m_position);
-  CloseHandle();
-  m_buf_pos = kTapeRecordHeader;
-  FnxLogLine("End of tape reached.");
-  const std::string& answer = AskRetryCancel(
-      "End of tape reached. A new volume will be started.\nPlease, insert a new volume and press \"Retry\"", false);
-  if (answer == m_opt_cancel) throw end_of_tape_error(kSourceFile, __LINE__);
-  if (answer != m_opt_retry) return false;
-  TakeNewVolume();
   return true;
 }
 
@@ -173,20 +170,11 @@ void CFnx_Dal_TapeDev::FileWriteEnd(CFnx_Dal_Tape_Location& location) {
   ReadBlockSize();
   if (GetHandle() == 0 || m_file_bytes == 0) return;
 
-  try {
-    WriteBuf(nullptr, 0, kFlushRecord);
-    GetCurrentPosition(m_position);
-    m_vol_status.refresh(m_position);
-    m_file_label.set_end(m_position, m_file_bytes);
-    WriteBuf(m_file_label.bytes(), static_cast<int>(kTapeLabelSize), kWriteLabel);
-  } catch (const end_of_tape_error&) {
-    // The file cannot be ended on this volume, and written anew at the same
-    // end block it would meet the same end again: the operator is asked for
-    // a new volume, and the caller learns by end_of_tape_error that the file
-    // has no location and is to be written anew.
-    GiveUpFileForNewVolume();
-    throw end_of_tape_error(kSourceFile, __LINE__);
-  }
+  WriteBuf(nullptr, 0, kFlushRecord);
+  GetCurrentPosition(m_position);
+  m_vol_status.refresh(m_position);
+  m_file_label.set_end(m_position, m_file_bytes);
+  WriteBuf(m_file_label.bytes(), static_cast<int>(kTapeLabelSize), kWriteLabel);
   GetCurrentPosition(m_position);
   m_vol_status.note_file_end();
   location.set_from_end_label(m_file_label.basic, OwnValues().m_name);
