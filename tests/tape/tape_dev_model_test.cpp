@@ -69,11 +69,20 @@ class TapeDevModel : public TapeDevTest, public ::testing::WithParamInterface<Ta
     return "Cancel";
   }
 
+  // Every volume gets a name of its own, only to keep the test fast: a volume
+  // labelled under one name in the second of the one before waits a second.
+  void NameNextVolume() {
+    CFnx_Dal_ConfigValues values = Values();
+    values.m_volumeName = "V" + std::to_string(++m_names);
+    m_config.SetValues(values);
+  }
+
   void StartRun(bool new_volume) {
     CFnx_Dal_ConfigValues values = Values();
     values.m_newVolume1 = new_volume;
     m_config.SetValues(values);
     if (new_volume) InsertBlank();
+    NameNextVolume();
     NewDevice()->BackupStart();
     EXPECT_EQ(m_test_drive->Position(), Values().m_endBlock);  // behind the last label written
     NoteVolume();
@@ -99,6 +108,7 @@ class TapeDevModel : public TapeDevTest, public ::testing::WithParamInterface<Ta
 
   std::unique_ptr<TapeTestDrive> m_test_drive;
   std::map<std::string, std::size_t> m_cartridge_of;  // volume id to cartridge
+  int m_names = 0;
   std::vector<std::string> m_unexpected;
   std::string m_last_question;
   int m_repeats = 0;
@@ -146,7 +156,8 @@ void TapeDevModel::RunSteps(std::mt19937& random, std::vector<File>& files) {
       const auto seed = static_cast<unsigned>(files.size());
       std::string location;
       for (int attempt = 0; attempt < 3 && location.empty(); ++attempt) {
-            try {
+        NameNextVolume();
+        try {
           location = WriteFile(Content(size, seed), 1 + random() % 20000);
         } catch (const end_of_tape_error&) {
           // The last record or the end label met the end of the medium: the
