@@ -52,7 +52,8 @@ void vtape_cartridge::create(const std::string& path, const std::string& name, s
   Put(header + 48, Checksum(header, kChecked), 8);
   try {
     Osl_File file;
-    file.open(path, OSL_FILE_CREATE | OSL_FILE_EXCLUSIVE, OSL_ACCESS_WRITE, 0);
+    file.open(path, OSL_FILE_CREATE, OSL_ACCESS_WRITE, 0);
+    if (!os_set_end_of_file(file.descriptor())) throw vtape_file_failure("truncate", path, os_last_error());
     if (file.write(header, static_cast<int>(kHeaderSize)) != static_cast<int>(kHeaderSize))
       throw vtape_file_failure("write", path, os_last_error());
     file.close();

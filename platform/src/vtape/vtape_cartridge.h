@@ -21,7 +21,8 @@ class vtape_cartridge {
  public:
   static constexpr std::uint32_t kHeaderSize = 65536;
 
-  // Makes a blank cartridge image (fails when the file exists). Throws vtape_error.
+  // Makes a blank cartridge image, replacing a file of that name (what an
+  // interrupted creation of the library left). Throws vtape_error.
   static void create(const std::string& path, const std::string& name, std::uint32_t block_size,
                      std::uint64_t capacity_blocks, std::uint64_t warning_blocks);
 
