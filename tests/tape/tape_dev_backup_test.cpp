@@ -189,16 +189,6 @@ TEST_F(TapeDevBackup, EachSituationQuestionAndAnswerOfTheStartLeadsWhereItShould
   }
 }
 
-TEST_F(TapeDevBackup, ADriveWithoutTheNeededFeaturesEndsTheStart) {
-  m_drive.lacks_features = true;
-  CFnx_Dal_ConfigValues values = Values();
-  values.m_forceLabel = true;
-  SetValues(values);
-  EXPECT_THROW(FakeTapeDev(m_config, m_drive).BackupStart(), tape_features_support_error);
-  EXPECT_FALSE(Values().m_backupFlag);
-  EXPECT_TRUE(m_cartridge->blocks.empty());
-}
-
 // Each later run goes on behind the last file: by the end block the caller
 // keeps, after a restore ended the run, after BackupEnd wherever the drive
 // stood then, and from the volume info alone.
