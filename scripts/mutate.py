@@ -220,6 +220,10 @@ def run(cmd, cwd, limit=None, env=None):
         os.killpg(proc.pid, signal.SIGKILL)
         out, _ = proc.communicate()
         return None, out.decode(errors="replace")
+    except KeyboardInterrupt:  # also SIGTERM, see main: nothing of the run stays behind
+        os.killpg(proc.pid, signal.SIGKILL)
+        proc.communicate()
+        raise
 
 
 def tree_files(source, commit):
@@ -425,6 +429,7 @@ def report(args, head, results, suites, started):
 
 
 def main():
+    signal.signal(signal.SIGTERM, signal.default_int_handler)  # stopped: restore the file, end the child
     parser = argparse.ArgumentParser(description=__doc__.split("\n\n")[0])
     parser.add_argument("--seed", default="1", help="picks which mutants (default 1)")
     parser.add_argument("--sample", type=int, default=30, help="compiling mutants to run (default 30)")
