@@ -1,8 +1,10 @@
 // tape_bench: tape through the storage handle on the virtual drive, against
 // the plain tools doing the same work in the same run.
 //
-//   tape_bench [--smoke] [--dir <path>]
+//   tape_bench [--smoke] [--block <bytes>] [--dir <path>]
 //
+// The cartridges have blocks of 65536 bytes unless --block names another
+// size the format takes (512 to 65536, dividing 65536).
 // (a) a backup run of 1 GiB as 1 MiB documents (BackupStart, the documents,
 //     BackupEnd), against `dd bs=64k` copying a file of the same bytes into a
 //     plain file: ratio of throughputs, best of the rounds;
@@ -14,6 +16,7 @@
 //     which should be the same.
 // --smoke runs tiny sizes in seconds, to prove that the benchmark works.
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
@@ -23,9 +26,11 @@
 #include <functional>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "dal_configuration_tape.h"
+#include "dal_operator.h"
 #include "dal_storage.h"
 #include "fnx_error.h"
 #include "fnx_vtape.h"
@@ -36,8 +41,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::uint32_t kBlock = 65536;
 constexpr double kMiB = 1024.0 * 1024.0;
+const CFnx_Dal_OperatorItemID kOperatorId(7, "tape_bench", "DAS_BENCH");
 
 struct Settings {
   std::uint64_t smallRun;       // bytes of the first run of (a), for (c)
@@ -47,6 +52,7 @@ struct Settings {
   std::uint32_t volumeDocument; // bytes of each of them
   int restores;                 // restores of each kind in (b)
   int rounds;                   // rounds of (a)
+  std::uint32_t block;          // the cartridges' block size
   fs::path dir;
 };
 
@@ -76,21 +82,50 @@ std::vector<char> Pattern(std::uint32_t size) {
   return bytes;
 }
 
+// Blocks that documents of these sizes take on tape: two labels and the
+// records of each, with the early-warning zone of the medium on top.
+std::uint64_t CartridgeBytes(int documents, std::uint64_t size) {
+  const std::uint64_t records = static_cast<std::uint64_t>(documents) * (3 + size / 65528);
+  return (records + records / 32 + 64) * 65536;
+}
+
+// Answers every question of the operator with "Cancel": a benchmark that
+// runs out of tape ends with the failure instead of waiting for a person.
+class NoOperator {
+ public:
+  NoOperator()
+      : m_thread([this] {
+          CFnx_Dal_Operator& table = CFnx_Dal_OperatorSingelton::Get();
+          while (!m_stop) {
+            if (table.IsWaitingOperatorResponce(kOperatorId)) table.SetOperatorResponce(kOperatorId, 1);
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+          }
+        }) {}
+  ~NoOperator() {
+    m_stop = true;
+    m_thread.join();
+  }
+
+ private:
+  std::atomic<bool> m_stop{false};
+  std::thread m_thread;
+};
+
 // A virtual drive with one blank cartridge of the given room, in the drive,
 // and a configuration that labels it at the start of the run.
 struct Drive {
-  Drive(const fs::path& library, std::uint64_t capacity) : directory(library.string()) {
+  Drive(const fs::path& library, std::uint64_t capacity, std::uint32_t block) : directory(library.string()) {
     fs::remove_all(library);
     FnxVtapeLibrarySpec spec;
     spec.cartridges = 1;
-    spec.blockSize = kBlock;
-    spec.capacityBytes = capacity / kBlock * kBlock;
+    spec.blockSize = block;
+    spec.capacityBytes = capacity;
     FnxVtapeCreateLibrary(directory, spec);
     FnxVtapeInsert(directory, FnxVtapeGetStatus(directory).cartridges.at(0).name);
     CFnx_Dal_ConfigValues values;
-    values.m_type = 7;
-    values.m_name = "tape_bench";
-    values.m_dasName = "DAS_BENCH";
+    values.m_type = kOperatorId.getType();
+    values.m_name = kOperatorId.getName();
+    values.m_dasName = kOperatorId.getDasName();
     values.m_volumeName = "BENCH";
     values.m_deviceName = "vtape:" + directory;
     values.m_newVolume1 = true;
@@ -153,7 +188,7 @@ void BackupRound(const Settings& settings, std::uint64_t bytes, bool libraryFirs
   }
   double library = 0, dd = 0;
   const auto librarySide = [&] {
-    Drive drive(settings.dir / "library", bytes + bytes / 16 + 64 * kBlock);
+    Drive drive(settings.dir / "library", CartridgeBytes(count, settings.document), settings.block);
     library = Seconds([&] { BackupRun(drive.config, document, count); });
   };
   const auto ddSide = [&] {
@@ -185,8 +220,7 @@ Restores RestoreRound(const Settings& settings) {
     documents.push_back(Pattern(settings.volumeDocument));
     std::snprintf(documents.back().data(), documents.back().size(), "document %06d", i);
   }
-  const std::uint64_t total = static_cast<std::uint64_t>(settings.volumeDocuments) * settings.volumeDocument;
-  Drive drive(settings.dir / "volume", total + total / 8 + (4ull * settings.volumeDocuments + 64) * kBlock);
+  Drive drive(settings.dir / "volume", CartridgeBytes(settings.volumeDocuments, settings.volumeDocument), settings.block);
   std::vector<std::string> locations;
   CFnx_Dal_Storage::BackupStart(&drive.config);
   for (const auto& document : documents) locations.push_back(WriteDocument(drive.config, document));
@@ -237,9 +271,9 @@ Restores RestoreRound(const Settings& settings) {
 
 int Run(const Settings& settings) {
   fs::create_directories(settings.dir);
-  std::printf("tape_bench  dir=%s  run %.0f MiB (first %.0f MiB) of %.0f KiB documents, %d rounds;\n"
+  std::printf("tape_bench  dir=%s  block %u;  run %.0f MiB (first %.0f MiB) of %.0f KiB documents, %d rounds;\n"
               "            volume of %d x %.0f KiB documents, %d restores each\n\n",
-              settings.dir.string().c_str(), settings.largeRun / kMiB, settings.smallRun / kMiB,
+              settings.dir.string().c_str(), settings.block, settings.largeRun / kMiB, settings.smallRun / kMiB,
               settings.document / 1024.0, settings.rounds, settings.volumeDocuments,
               settings.volumeDocument / 1024.0, settings.restores);
 
@@ -272,15 +306,17 @@ int Run(const Settings& settings) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  Settings settings{256ull << 20, 1024ull << 20, 1u << 20, 1000, 256u << 10, 21, 3, {}};
+  Settings settings{256ull << 20, 1024ull << 20, 1u << 20, 1000, 256u << 10, 21, 3, 65536, {}};
   for (int i = 1; i < argc; ++i) {
     const std::string arg = argv[i];
     if (arg == "--smoke") {
-      settings = Settings{4ull << 20, 8ull << 20, 1u << 20, 20, 16u << 10, 3, 1, settings.dir};
+      settings = Settings{4ull << 20, 8ull << 20, 1u << 20, 20, 16u << 10, 3, 1, settings.block, settings.dir};
+    } else if (arg == "--block" && i + 1 < argc) {
+      settings.block = static_cast<std::uint32_t>(std::stoul(argv[++i]));
     } else if (arg == "--dir" && i + 1 < argc) {
       settings.dir = argv[++i];
     } else {
-      std::fprintf(stderr, "usage: tape_bench [--smoke] [--dir <path>]\n");
+      std::fprintf(stderr, "usage: tape_bench [--smoke] [--block <bytes>] [--dir <path>]\n");
       return 1;
     }
   }
@@ -288,6 +324,7 @@ int main(int argc, char** argv) {
   settings.dir = base / ("tape_bench_" + RandomNumber());
   int result = 2;
   try {
+    NoOperator console;
     result = Run(settings);
   } catch (const FNXError& error) {
     std::fprintf(stderr, "tape_bench: %s\n", error.Text().c_str());

@@ -50,9 +50,9 @@ class FNX_API CTapeApi {
 
   // The tape calls. Success is 0 and 1110 (the medium changed), for
   // SetTapePosition also 1104 (at the end of the data); every other number
-  // raises with the member's name. A record asked for is zeroed first and,
-  // when the drive answers 1110 without filling it, asked for once more: the
-  // caller never sees what its storage held before.
+  // raises with the member's name. A drive that answers 1110 has not done
+  // what it was asked, so the call is made once more. A record asked for is
+  // zeroed before each call: the caller never sees what its storage held.
   void GetTapeParameters(_TAPE_GET_DRIVE_PARAMETERS& parameters);
   void GetTapeMediaParameters(_TAPE_GET_MEDIA_PARAMETERS& parameters);
   void SetTapeParameters(const _TAPE_SET_DRIVE_PARAMETERS& parameters);

@@ -23,6 +23,16 @@ bool IsSuccess(std::uint32_t result) {
   return result == OS_TAPE_NO_ERROR || result == OS_TAPE_MEDIA_CHANGED;
 }
 
+// A drive that answers a call with a change of the medium has not carried
+// it out: a positioning after a reload would leave the tape at block 0, where
+// the next write destroys the volume. The call is made once more; a second
+// 1110 passes as success.
+template <typename Call>
+std::uint32_t AgainAfterChange(Call&& call) {
+  const std::uint32_t result = call();
+  return result == OS_TAPE_MEDIA_CHANGED ? call() : result;
+}
+
 // A call of the plain kind: its number is also the thread's last error.
 void Require(std::uint32_t result, const char* name) {
   if (!IsSuccess(result)) throw exception_GetLastError(name);
@@ -66,57 +76,57 @@ int CTapeApi::GetHandle() { return static_cast<int>(static_cast<std::uint32_t>(m
 
 void CTapeApi::GetTapeParameters(_TAPE_GET_DRIVE_PARAMETERS& parameters) {
   ValidateDeviceHandle();
-  // A drive that reports a change of the medium fills no record: ask again.
-  std::uint32_t result = OS_TAPE_MEDIA_CHANGED;
-  for (int call = 0; call < 2 && result == OS_TAPE_MEDIA_CHANGED; ++call) {
-    std::memset(&parameters, 0, sizeof parameters);
-    std::uint32_t size = sizeof parameters;
-    result = os_tape_get_parameters(m_hDev, OS_TAPE_GET_DRIVE_INFORMATION, &size, &parameters);
-  }
-  Require(result, "GetTapeParameters");
+  Require(AgainAfterChange([&] {
+            std::memset(&parameters, 0, sizeof parameters);
+            std::uint32_t size = sizeof parameters;
+            return os_tape_get_parameters(m_hDev, OS_TAPE_GET_DRIVE_INFORMATION, &size, &parameters);
+          }),
+          "GetTapeParameters");
 }
 
 void CTapeApi::GetTapeMediaParameters(_TAPE_GET_MEDIA_PARAMETERS& parameters) {
   ValidateDeviceHandle();
-  std::uint32_t result = OS_TAPE_MEDIA_CHANGED;
-  for (int call = 0; call < 2 && result == OS_TAPE_MEDIA_CHANGED; ++call) {
-    std::memset(&parameters, 0, sizeof parameters);
-    std::uint32_t size = sizeof parameters;
-    result = os_tape_get_parameters(m_hDev, OS_TAPE_GET_MEDIA_INFORMATION, &size, &parameters);
-  }
-  Require(result, "GetTapeMediaParameters");
+  Require(AgainAfterChange([&] {
+            std::memset(&parameters, 0, sizeof parameters);
+            std::uint32_t size = sizeof parameters;
+            return os_tape_get_parameters(m_hDev, OS_TAPE_GET_MEDIA_INFORMATION, &size, &parameters);
+          }),
+          "GetTapeMediaParameters");
 }
 
 void CTapeApi::SetTapeParameters(const _TAPE_SET_DRIVE_PARAMETERS& parameters) {
   ValidateDeviceHandle();
-  Require(os_tape_set_parameters(m_hDev, OS_TAPE_GET_DRIVE_INFORMATION, &parameters), "SetTapeParameters");
+  Require(AgainAfterChange([&] { return os_tape_set_parameters(m_hDev, OS_TAPE_GET_DRIVE_INFORMATION, &parameters); }),
+          "SetTapeParameters");
 }
 
 void CTapeApi::SetTapeMediaParameters(const _TAPE_SET_MEDIA_PARAMETERS& parameters) {
   ValidateDeviceHandle();
-  Require(os_tape_set_parameters(m_hDev, OS_TAPE_GET_MEDIA_INFORMATION, &parameters), "SetTapeMediaParameters");
+  Require(AgainAfterChange([&] { return os_tape_set_parameters(m_hDev, OS_TAPE_GET_MEDIA_INFORMATION, &parameters); }),
+          "SetTapeMediaParameters");
 }
 
 void CTapeApi::CreateTapePartition(std::uint32_t method, std::uint32_t count, std::uint32_t size) {
   ValidateDeviceHandle();
-  Require(os_tape_create_partition(m_hDev, method, count, size), "CreateTapePartition");
+  Require(AgainAfterChange([&] { return os_tape_create_partition(m_hDev, method, count, size); }),
+          "CreateTapePartition");
 }
 
 void CTapeApi::PrepareTape(std::uint32_t operation, int immediate) {
   ValidateDeviceHandle();
-  Require(os_tape_prepare(m_hDev, operation, immediate != 0), "PrepareTape");
+  Require(AgainAfterChange([&] { return os_tape_prepare(m_hDev, operation, immediate != 0); }), "PrepareTape");
 }
 
 void CTapeApi::EraseTape(std::uint32_t type, int immediate) {
   ValidateDeviceHandle();
-  Require(os_tape_erase(m_hDev, type, immediate != 0), "EraseTape");
+  Require(AgainAfterChange([&] { return os_tape_erase(m_hDev, type, immediate != 0); }), "EraseTape");
 }
 
 void CTapeApi::SetTapePosition(std::uint32_t method, std::uint32_t partition, std::uint32_t offset_low,
                                std::uint32_t offset_high, int immediate) {
   ValidateDeviceHandle();
-  const std::uint32_t result =
-      os_tape_set_position(m_hDev, method, partition, offset_low, offset_high, immediate != 0);
+  const std::uint32_t result = AgainAfterChange(
+      [&] { return os_tape_set_position(m_hDev, method, partition, offset_low, offset_high, immediate != 0); });
   // Arriving at the end of the data is where a positioning there should be.
   if (result == OS_TAPE_NO_DATA_DETECTED) return;
   Require(result, "SetTapePosition");
@@ -125,12 +135,14 @@ void CTapeApi::SetTapePosition(std::uint32_t method, std::uint32_t partition, st
 void CTapeApi::GetTapePosition(std::uint32_t type, std::uint32_t* partition, std::uint32_t* offset_low,
                                std::uint32_t* offset_high) {
   ValidateDeviceHandle();
-  Require(os_tape_get_position(m_hDev, type, partition, offset_low, offset_high), "GetTapePosition");
+  Require(AgainAfterChange([&] { return os_tape_get_position(m_hDev, type, partition, offset_low, offset_high); }),
+          "GetTapePosition");
 }
 
 void CTapeApi::WriteTapemark(std::uint32_t type, std::uint32_t count, int immediate) {
   ValidateDeviceHandle();
-  Require(os_tape_write_tapemark(m_hDev, type, count, immediate != 0), "WriteTapemark");
+  Require(AgainAfterChange([&] { return os_tape_write_tapemark(m_hDev, type, count, immediate != 0); }),
+          "WriteTapemark");
 }
 
 std::uint32_t CTapeApi::CheckTapeStatus() {

@@ -43,10 +43,13 @@ class os_file_lock {
 // Defined by each backend: what it must remember of an open file besides
 // the handle (on Win32 the ranges it holds locked).
 struct os_file_native_state;
+struct os_file_native_state_delete {
+  void operator()(os_file_native_state* state) const;  // in the backend, where the type is complete
+};
 
 class os_file {
  public:
-  os_file();  // in the backend, where os_file_native_state is complete
+  os_file() = default;
   virtual ~os_file();  // closes; failures are swallowed
   os_file(const os_file&) = delete;
   os_file& operator=(const os_file&) = delete;
@@ -85,7 +88,7 @@ class os_file {
 
   // What the backend keeps beside the handle, made when first needed; null
   // while there is nothing to keep.
-  std::unique_ptr<os_file_native_state> m_native;
+  std::unique_ptr<os_file_native_state, os_file_native_state_delete> m_native;
 };
 
 // Open flags and access modes of Osl_File::open.

@@ -122,6 +122,13 @@ TEST_F(HostProcess, ManagesAVirtualTapeLibrary) {
     EXPECT_EQ(error.Code(), 2) << error.Text();
     EXPECT_NE(error.Text().find("C009"), std::string::npos) << error.Text();
   }
+  try {
+    FnxVtapeCreateLibrary(library, spec);
+    ADD_FAILURE() << "a library was made over another";
+  } catch (const FNXError& error) {
+    EXPECT_EQ(error.Code(), 5) << error.Text();
+  }
+  EXPECT_EQ(FnxVtapeGetStatus(library).cartridges.size(), 3u) << "the library is as it was";
 }
 
 }  // namespace

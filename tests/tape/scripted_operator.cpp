@@ -36,6 +36,12 @@ ScriptedOperator::ScriptedOperator(const CFnx_Dal_OperatorItemID& id, std::vecto
   m_thread = std::thread([this] { Run(); });
 }
 
+ScriptedOperator::ScriptedOperator(const CFnx_Dal_OperatorItemID& id, Responder respond)
+    : m_id(id), m_respond(std::move(respond)) {
+  Fnx_SetLogSink(5, &CountQuestion, &m_asked);
+  m_thread = std::thread([this] { Run(); });
+}
+
 std::vector<std::string> ScriptedOperator::Finish() {
   m_stop = true;
   if (m_thread.joinable()) {
@@ -66,7 +72,9 @@ void ScriptedOperator::Run() {
     const std::vector<std::string> options(item.getOptions().begin(), item.getOptions().end());
     const std::string number = "question " + std::to_string(handled + 1);
     std::string answer = "Cancel";
-    if (!overdue && handled < m_steps.size()) {
+    if (m_respond) {
+      answer = m_respond(item.getText());
+    } else if (!overdue && handled < m_steps.size()) {
       const OperatorStep& step = m_steps[handled];
       if (item.getText() != step.question) {
         m_errors.push_back(number + " was \"" + item.getText() + "\", expected \"" + step.question + "\"");

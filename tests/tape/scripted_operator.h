@@ -26,6 +26,10 @@ extern const std::string kUse;
 class ScriptedOperator {
  public:
   ScriptedOperator(const CFnx_Dal_OperatorItemID& id, std::vector<OperatorStep> steps);
+  // An operator without a script: respond acts on each question and gives
+  // the answer.
+  using Responder = std::function<std::string(const std::string& question)>;
+  ScriptedOperator(const CFnx_Dal_OperatorItemID& id, Responder respond);
   ScriptedOperator(const ScriptedOperator&) = delete;
   ScriptedOperator& operator=(const ScriptedOperator&) = delete;
   ~ScriptedOperator() { Finish(); }
@@ -39,6 +43,7 @@ class ScriptedOperator {
 
   const CFnx_Dal_OperatorItemID m_id;
   const std::vector<OperatorStep> m_steps;
+  const Responder m_respond;
   std::atomic<int> m_asked{0};
   std::atomic<bool> m_stop{false};
   std::vector<std::string> m_errors;  // read only after join

@@ -81,31 +81,6 @@ TEST_F(TapeDevWrite, A700ByteFileLiesAsTheFormatSaysAndRestores) {
   EXPECT_TRUE(SameBytes(RestoreFile(location), content));
 }
 
-TEST_F(TapeDevWrite, FilesOfEverySizeAroundARecordRestoreByteExact) {
-  struct Case {
-    std::size_t size, chunk;
-    std::uint32_t record_blocks;  // a length word filling its last block takes one more
-  } cases[] = {{1, 1000, 1},        {507, 100, 1},         {508, 100, 2},
-               {65528, 65528, 128}, {65529, 1000, 129},    {65529, 1 << 20, 129},
-               {3 * 65528 + 1, 65528, 385}, {3 * 65528 + 1, 1 << 20, 385}};
-  std::vector<std::string> locations;
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.size);
-    const std::uint32_t start = m_drive.position();
-    locations.push_back(WriteFile(Content(c.size, start), c.chunk));
-    EXPECT_EQ(locations.back().substr(254, 10), Digits(start, 10));
-    EXPECT_EQ(locations.back().substr(274, 10), Digits(start + 1 + c.record_blocks, 10));
-  }
-  // A restore ends the run, so all are read back after all are written.
-  for (std::size_t i = 0; i < locations.size(); ++i) {
-    for (std::size_t chunk : {std::size_t{10}, std::size_t{65528}, std::size_t{300000}}) {
-      SCOPED_TRACE(std::to_string(cases[i].size) + " bytes read in pieces of " + std::to_string(chunk));
-      const auto start = static_cast<unsigned>(std::stoul(locations[i].substr(254, 10)));
-      EXPECT_TRUE(SameBytes(RestoreFile(locations[i], chunk), Content(cases[i].size, start)));
-    }
-  }
-}
-
 // File numbers follow the volume info; an empty file leaves no location,
 // pushes nothing, and its number and place are used again.
 TEST_F(TapeDevWrite, FileNumbersFollowTheVolumeInfoAndReachTheCaller) {

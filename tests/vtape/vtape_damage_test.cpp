@@ -23,11 +23,16 @@ void Overwrite(const std::string& path, std::uintmax_t at, const std::string& by
   WriteFile(path, content);
 }
 
+// Where an image's blocks begin, behind its header.
+constexpr std::uintmax_t kHeader = 65536;
+
 std::string Image(VtapeTest& t, const char* name) { return t.m_dir.Join(std::string(name) + ".tape"); }
 
 const DamageCase kCases[] = {
     {"an image shorter than its header", [](VtapeTest& t) { std::filesystem::resize_file(Image(t, "C001"), 100); },
      0, 1392},
+    {"an image cut inside its header",
+     [](VtapeTest& t) { std::filesystem::resize_file(Image(t, "C001"), kHeader - 1); }, 0, 1392},
     {"an image that is no cartridge", [](VtapeTest& t) { Overwrite(Image(t, "C001"), 0, "NOTATAPE"); }, 0, 1392},
     {"a header damaged in its fields", [](VtapeTest& t) { Overwrite(Image(t, "C001"), 12, "\x01"); }, 0, 1392},
     {"the image of another cartridge",
@@ -44,10 +49,10 @@ const DamageCase kCases[] = {
      },
      0, 1392},
     {"an image with more blocks than its capacity",
-     [](VtapeTest& t) { std::filesystem::resize_file(Image(t, "C001"), 4096 + 65 * 512); }, 0, 1392},
+     [](VtapeTest& t) { std::filesystem::resize_file(Image(t, "C001"), kHeader + 65 * 512); }, 0, 1392},
     {"a missing image", [](VtapeTest& t) { std::filesystem::remove(Image(t, "C001")); }, 0, 1392},
     {"a partial block behind the data, as a killed writer leaves it",
-     [](VtapeTest& t) { std::filesystem::resize_file(Image(t, "C001"), 4096 + 2 * 512 + 100); }, 0, 1110,
+     [](VtapeTest& t) { std::filesystem::resize_file(Image(t, "C001"), kHeader + 2 * 512 + 100); }, 0, 1110,
      2},
     {"a state file that does not parse", [](VtapeTest& t) { WriteFile(t.m_dir.Join("state"), "drive C009\n"); },
      1392, 0},

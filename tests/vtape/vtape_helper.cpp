@@ -1,6 +1,7 @@
 // The second process of the virtual drive suites:
 //   hold <directory> <ready> <release>: open the drive, create <ready>, hold
-//     the drive until <release> exists
+//     the drive until <release> exists, then write the number of a status
+//     call to <ready>
 //   write <directory> <ack>: append 64 KiB writes of numbered blocks at the
 //     end of the data (from block 0 again past 8 MiB) until killed; after
 //     each returned write a line "<end block>" goes to <ack>
@@ -24,6 +25,7 @@ int Hold(const std::string& directory, const std::string& ready, const std::stri
   WriteFile(ready, "");
   // A child left behind by a crashed test ends by itself.
   WaitUntil([&] { return Osl_File_System::exists(release); }, std::chrono::minutes(2));
+  WriteFile(ready, std::to_string(os_tape_get_status(tape)));
   os_tape_close(tape);
   return 0;
 }

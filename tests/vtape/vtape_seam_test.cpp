@@ -146,6 +146,16 @@ const NumberCase kCases[] = {
        return Numbers{n[0], n[1], third != os_tape_invalid_handle};
      },
      {1, 32, 1}},
+    {"a name registered for the library opens its drive; an unknown name reaches no drive",
+     [](VtapeTest& t) {
+       FnxVtapeRegisterName("TAPE-" + t.m_dir.path(), t.m_dir.path());
+       const auto tape = os_tape_open("TAPE-" + t.m_dir.path());
+       t.m_open.push_back(tape);
+       const Numbers n{tape != os_tape_invalid_handle, os_tape_get_status(tape)};
+       const auto unknown = os_tape_open("NO-TAPE-" + t.m_dir.path());
+       return Numbers{n[0], n[1], unknown == os_tape_invalid_handle, os_tape_last_error() != 0};
+     },
+     {1, 1110, 1, 1}},
     {"a missing library: 2",
      [](VtapeTest& t) {
        const auto tape = os_tape_open("vtape:" + t.m_dir.Join("none"));

@@ -37,15 +37,7 @@ void ReleaseLocks(int fd) {
 
 }  // namespace
 
-os_file::os_file() = default;
-
-os_file::~os_file() {
-  try {
-    close();
-  } catch (...) {
-    // Nobody is left to tell; the descriptor is gone either way.
-  }
-}
+void os_file_native_state_delete::operator()(os_file_native_state* state) const { delete state; }
 
 void os_file::close() {
   if (!is_open()) return;

@@ -78,7 +78,10 @@ void FnxVtapeCreateLibrary(const std::string& directory, const FnxVtapeLibrarySp
       throw vtape_file_failure(failure);
     }
     const vtape_library library(directory);
-    // The images first: a library whose state exists is complete.
+    // The images first: a library whose state exists is complete, and one
+    // without is the rest of an interrupted creation, made again here.
+    if (Osl_File_System::exists(library.path("state")))
+      throw vtape_error(OS_TAPE_ACCESS_DENIED, "a library exists there already");
     for (const auto& cartridge : state.cartridges)
       vtape_cartridge::create(library.image_path(cartridge.name), cartridge.name, cartridge.block_size,
                               state.capacity_blocks, state.warning_blocks);

@@ -2,6 +2,7 @@
 #include "vtape_cartridge.h"
 
 #include <cstring>
+#include <vector>
 
 #include "os_tape.h"
 #include "vtape_error.h"
@@ -12,6 +13,7 @@ constexpr char kMagic[8] = {'F', 'N', 'X', 'V', 'T', 'A', 'P', 'E'};
 constexpr std::uint32_t kVersion = 1;
 constexpr std::size_t kNameSize = 16;
 constexpr std::size_t kChecked = 48;  // bytes the checksum covers
+constexpr std::size_t kFields = 56;   // the header's fields; zeros follow them
 
 void Put(unsigned char* at, std::uint64_t value, int bytes) {
   for (int i = 0; i < bytes; ++i) at[i] = static_cast<unsigned char>(value >> (8 * i));
@@ -39,7 +41,8 @@ void vtape_cartridge::create(const std::string& path, const std::string& name, s
                              std::uint64_t capacity_blocks, std::uint64_t warning_blocks) {
   if (name.empty() || name.size() > kNameSize)
     throw vtape_error(OS_TAPE_INVALID_PARAMETER, "cartridge name '" + name + "' must have 1 to 16 characters");
-  unsigned char header[kHeaderSize] = {};
+  std::vector<unsigned char> image(kHeaderSize);
+  unsigned char* header = image.data();
   std::memcpy(header, kMagic, sizeof kMagic);
   Put(header + 8, kVersion, 4);
   Put(header + 12, block_size, 4);
@@ -49,7 +52,8 @@ void vtape_cartridge::create(const std::string& path, const std::string& name, s
   Put(header + 48, Checksum(header, kChecked), 8);
   try {
     Osl_File file;
-    file.open(path, OSL_FILE_CREATE | OSL_FILE_EXCLUSIVE, OSL_ACCESS_WRITE, 0);
+    file.open(path, OSL_FILE_CREATE, OSL_ACCESS_WRITE, 0);
+    if (!os_set_end_of_file(file.descriptor())) throw vtape_file_failure("truncate", path, os_last_error());
     if (file.write(header, static_cast<int>(kHeaderSize)) != static_cast<int>(kHeaderSize))
       throw vtape_file_failure("write", path, os_last_error());
     file.close();
@@ -70,10 +74,10 @@ void vtape_cartridge::open(const std::string& path, const std::string& name, std
     throw error;
   }
   try {
-    unsigned char header[kHeaderSize];
-    const int got = m_file.read(header, static_cast<int>(kHeaderSize));
+    unsigned char header[kFields];
+    const int got = m_file.read(header, static_cast<int>(kFields));
     if (got < 0) throw vtape_file_failure("read", path, os_last_error());
-    if (got != static_cast<int>(kHeaderSize)) throw Damaged(path, "is shorter than its header");
+    if (got != static_cast<int>(kFields)) throw Damaged(path, "is shorter than its header");
     if (std::memcmp(header, kMagic, sizeof kMagic) != 0) throw Damaged(path, "is no cartridge image");
     if (Get(header + 48, 8) != Checksum(header, kChecked)) throw Damaged(path, "has a damaged header");
     if (Get(header + 8, 4) != kVersion) throw Damaged(path, "has an unknown version");
@@ -88,6 +92,7 @@ void vtape_cartridge::open(const std::string& path, const std::string& name, std
                               std::to_string(block_size));
     std::int64_t size = 0;
     if (!os_set_file_pointer(m_file.descriptor(), 0, 2, &size)) throw vtape_file_failure("seek", path, os_last_error());
+    if (size < static_cast<std::int64_t>(kHeaderSize)) throw Damaged(path, "is shorter than its header");
     m_file_position = size;
     m_end = m_block_size ? static_cast<std::uint64_t>(size - kHeaderSize) / m_block_size : 0;
     if (m_end > m_capacity) throw Damaged(path, "holds more blocks than its capacity");

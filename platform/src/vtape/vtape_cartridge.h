@@ -1,7 +1,9 @@
 #pragma once
 // A cartridge image: a header of kHeaderSize bytes written once when the
 // cartridge is made, then the blocks, back to back, block n at
-// kHeaderSize + n * block size. The end of the data is the image's size
+// kHeaderSize + n * block size. The header fills 64 KiB so that 64 KiB
+// transfers meet 64 KiB boundaries of the file, where the file system's page
+// cache works in its largest pieces. The end of the data is the image's size
 // rounded down to a whole block: a process killed inside a block write leaves
 // a partial block behind the data, which nothing reads and the next write at
 // that place covers. No write ever touches a block before the one it writes,
@@ -17,9 +19,10 @@
 
 class vtape_cartridge {
  public:
-  static constexpr std::uint32_t kHeaderSize = 4096;
+  static constexpr std::uint32_t kHeaderSize = 65536;
 
-  // Makes a blank cartridge image (fails when the file exists). Throws vtape_error.
+  // Makes a blank cartridge image, replacing a file of that name (what an
+  // interrupted creation of the library left). Throws vtape_error.
   static void create(const std::string& path, const std::string& name, std::uint32_t block_size,
                      std::uint64_t capacity_blocks, std::uint64_t warning_blocks);
 

@@ -99,6 +99,7 @@ void vtape_drive::refresh() {
   } catch (const vtape_error& failure) {
     m_cartridge.close();
     m_medium_error = failure.number();
+    m_generation = ~m_generation;  // the next state read loads the cartridge again
   }
 }
 

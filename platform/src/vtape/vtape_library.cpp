@@ -183,8 +183,9 @@ vtape_state vtape_library::update(const std::function<void(vtape_state&)>& chang
   Osl_File lock;
   lock_state(lock, true);
   vtape_state state = read_unlocked();
+  const std::string before = vtape_format_state(state);
   change(state);
-  write_unlocked(state);
+  if (vtape_format_state(state) != before) write_unlocked(state);  // an unchanged state stays as it is
   return state;
 }
 

@@ -79,7 +79,8 @@ class vtape_library {
   // for a state file that does not parse.
   vtape_state read() const;
   // Reads, changes and writes the state under the state lock, so that two
-  // processes' changes never mix; change throws to leave it as it was.
+  // processes' changes never mix; change throws to leave it as it was. A
+  // change that changes nothing writes nothing.
   vtape_state update(const std::function<void(vtape_state&)>& change) const;
 
  private:

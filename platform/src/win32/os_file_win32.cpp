@@ -37,7 +37,7 @@ bool UnlockRange(HANDLE handle, std::uint64_t start, std::uint64_t length) {
 
 // Releases every range the handle holds and forgets them all; the error of
 // the first release that failed, or ERROR_SUCCESS.
-DWORD UnlockAll(HANDLE handle, std::unique_ptr<os_file_native_state>& state) {
+DWORD UnlockAll(HANDLE handle, std::unique_ptr<os_file_native_state, os_file_native_state_delete>& state) {
   DWORD failure = ERROR_SUCCESS;
   if (state) {
     for (const locked_range& range : state->locks) {
@@ -50,15 +50,7 @@ DWORD UnlockAll(HANDLE handle, std::unique_ptr<os_file_native_state>& state) {
 
 }  // namespace
 
-os_file::os_file() = default;
-
-os_file::~os_file() {
-  try {
-    close();
-  } catch (...) {
-    // Nobody is left to tell; the handle is gone either way.
-  }
-}
+void os_file_native_state_delete::operator()(os_file_native_state* state) const { delete state; }
 
 void os_file::close() {
   if (!is_open()) return;
@@ -135,7 +127,7 @@ bool os_file::add_lock(const os_file_lock& lock, bool wait) {
   // This handle holds the range already: granted again, as a lock of the same
   // open file is on POSIX (Windows would refuse, or wait on itself forever).
   const bool exclusive = lock.type() == 1;
-  if (!m_native) m_native = std::make_unique<os_file_native_state>();
+  if (!m_native) m_native.reset(new os_file_native_state());
   std::vector<locked_range>& locks = m_native->locks;
   const bool held = std::any_of(locks.begin(), locks.end(), [&](const locked_range& range) {
     return range.start == first && range.length == count && (range.exclusive || !exclusive);

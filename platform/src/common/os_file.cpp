@@ -1,8 +1,17 @@
-// The toolkit's 32-bit seek and tell, over the platform's 64-bit file pointer.
+// What os_file does alike on every platform: the closing destructor, and
+// the toolkit's 32-bit seek and tell over the platform's 64-bit file pointer.
 #include <cstdint>
 
 #include "os_file.h"
 #include "os_toolkit_error.h"
+
+os_file::~os_file() {
+  try {
+    close();
+  } catch (...) {
+    // Nobody is left to tell; the handle is gone either way.
+  }
+}
 
 // A refused seek leaves the position where it was, so that the caller may go
 // on at the old place after catching the error.
