@@ -144,7 +144,7 @@ void RunFaultCampaign(int faults, std::uint64_t seed, bool removal, TapeCampaign
   TempDir dir;
   const std::string library = dir.Join("library");
   FnxVtapeLibrarySpec spec;
-  spec.cartridges = static_cast<unsigned>(std::min(999, 8 + faults / 2));
+  spec.cartridges = static_cast<unsigned>(std::min(999, 8 + faults * 2));
   spec.blockSize = 512;
   spec.capacityBytes = 2 << 20;
   FnxVtapeCreateLibrary(library, spec);
