@@ -2,7 +2,7 @@
 # Installs with apt what the native build and tests need, when missing.
 # Usage: scripts/install-deps.sh [extra Debian packages...]
 set -euo pipefail
-packages=(cmake ninja-build g++ clang libgtest-dev libbenchmark-dev "$@")
+packages=(cmake ninja-build g++ clang libgtest-dev libbenchmark-dev libcli11-dev "$@")
 missing=()
 for package in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed" || missing+=("$package")

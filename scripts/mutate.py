@@ -135,8 +135,8 @@ def operators_on(masked, raw):
     for m in CONTROL.finditer(masked):
         open_at = m.end() - 1
         close_at = matching_paren(masked, open_at)
-        if close_at < 0:
-            continue
+        if close_at < 0 or ";" in masked[open_at:close_at]:
+            continue  # not closed on the line, or an if with an initialiser
         yield "negate", open_at + 1, raw[open_at + 1:close_at], "!(" + raw[open_at + 1:close_at] + ")"
 
 
@@ -152,11 +152,36 @@ def statement_drop(masked, previous):
     return any(p.match(masked) for p in STATEMENT_STARTS)
 
 
+def native_lines(masked):
+    """False for each line inside a Windows-only conditional: the native build
+    never compiles it, so its mutants would survive for nothing."""
+    windows_if = re.compile(r"#\s*(ifdef\s+_WIN32|if\s+defined\s*\(?\s*_WIN32\s*\)?\s*$)")
+    not_windows_if = re.compile(r"#\s*(ifndef\s+_WIN32|if\s+!\s*defined\s*\(?\s*_WIN32\s*\)?\s*$)")
+    stack, active = [], []  # per open conditional: is its current branch Windows-only?
+    for line in masked:
+        code = line.strip()
+        if windows_if.match(code):
+            stack.append(True)
+        elif not_windows_if.match(code):
+            stack.append(False)
+        elif re.match(r"#\s*if", code):
+            stack.append(None)
+        elif re.match(r"#\s*(else|elif)", code) and stack and stack[-1] is not None:
+            stack[-1] = not stack[-1]
+        elif re.match(r"#\s*endif", code) and stack:
+            stack.pop()
+        active.append(not any(branch is True for branch in stack))
+    return active
+
+
 def mutants_of(path, text):
     masked = mask_lines(text)
     raw = text.split("\n")
+    native = native_lines(masked)
     previous = ""
     for number, (m, r) in enumerate(zip(masked, raw), 1):
+        if not native[number - 1]:
+            continue
         seen = {}
         for kind, column, old, new in operators_on(m, r):
             mutated = r[:column] + new + r[column + len(old):]

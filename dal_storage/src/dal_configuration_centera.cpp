@@ -1,16 +1,9 @@
 // The "centera" configuration: values, names, and the naming of new files.
+// Dates and names are those of the disk configuration.
 #include "dal_configuration_centera.h"
 
-#include "os_regexp.h"
+#include "dal_configuration_filesystem.h"
 #include "os_text.h"
-
-namespace {
-constexpr const char kFilePrefix[] = "fnx_das_";
-constexpr const char kDirectoryDateFormat[] = "%m_%d_%Y";
-constexpr const char kFileTimeFormat[] = "%H%M%S";
-constexpr const char kDirectorySeparator[] = "_";
-constexpr const char kDatePattern[] = "[0-9][0-9]_[0-9][0-9]_[0-9][0-9][0-9][0-9]_+[0-9]";
-}  // namespace
 
 CFnx_Dal_ConfigurationCentera::CFnx_Dal_ConfigurationCentera()
     : m_directoryNumber(-1), m_date(os_date::today()) {}
@@ -43,20 +36,17 @@ std::string CFnx_Dal_ConfigurationCentera::Get_Location() { return m_location; }
 
 void CFnx_Dal_ConfigurationCentera::GetNewLocation(std::string& directory, std::string& name) {
   directory = m_location;
-  name = std::string(kFilePrefix) + os_time::now().to_string(kFileTimeFormat) + "_" + RandomNumber();
+  name = CFnx_Dal_ConfigurationFileSystem::NewFileName();
 }
 
-std::string CFnx_Dal_ConfigurationCentera::GetDatePrefix() {
-  return os_date::today().to_string(kDirectoryDateFormat) + kDirectorySeparator;
-}
+std::string CFnx_Dal_ConfigurationCentera::GetDatePrefix() { return CFnx_Dal_ConfigurationFileSystem::GetDatePrefix(); }
 
 void CFnx_Dal_ConfigurationCentera::SetDirectoryName() {
   m_directoryName = GetDatePrefix() + std::to_string(m_directoryNumber);
 }
 
 bool CFnx_Dal_ConfigurationCentera::IsDateDirectory(const std::string& name) {
-  static const os_regexp pattern(kDatePattern, false, false);
-  return !pattern.search(name, 0, -1).empty();
+  return CFnx_Dal_ConfigurationFileSystem::IsDateDirectory(name);
 }
 
 void CFnx_Dal_ConfigurationCentera::CountEntries(const std::string&, int&) {}

@@ -35,11 +35,14 @@ class CFnx_Dal_ConfigurationFileSystem : public CFnx_Dal_Configuration {
   static void WriteDirFileCount(const std::string& directory, long count);
   // Entries of the directory, "." and ".." not counted.
   static int CountEntries(const std::string& directory);
+  // A new document's file name: "fnx_das_", the time, "_" and a random number.
+  static std::string NewFileName();
+  // Today's date directory prefix: "MM_DD_YYYY_".
+  static std::string GetDatePrefix();
 
  private:
   void ScanDirectories();
   void SetDirectoryName();
-  static std::string GetDatePrefix();
 
   std::int32_t m_maxPageSize = 0;
   std::int32_t m_maxFilesPerDir = 0;

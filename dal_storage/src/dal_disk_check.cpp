@@ -87,7 +87,7 @@ std::vector<CFnx_Dal_DiskFinding> CheckDiskRoot(const std::string& root, bool re
     if (!Osl_Directory::exists(root)) {
       DAL_THROW(DalCode{1281}, "QRSDAL0200E", "CheckDiskRoot: ", root);
     }
-    RootLock lock(root, "CheckDiskRoot: ");
+    DAFileSystem::RootLock lock(root, "CheckDiskRoot: ");
     for (const std::string& name : Entries(root)) {
       const std::string directory = os_path(root, name);
       if (!CFnx_Dal_ConfigurationFileSystem::IsDateDirectory(name)) continue;

@@ -49,6 +49,20 @@ class DAFileSystem : public DAMedia {
   // pattern. root then receives the directory above it, the writers' root.
   static bool DateDirectoryRoot(const std::string& directory, std::string& root);
 
+  // The root's lockfile, held (waiting) for the object's lifetime: while a
+  // new document is named and created, a file of a date directory deleted,
+  // or a root checked. The open's os_file_toolkit_error goes to the caller;
+  // a refused lock raises QRSDAL0514E with context; a file system without
+  // locks is taken unlocked. The lock goes with the file's close.
+  class RootLock {
+   public:
+    RootLock(const std::string& root, const char* context);
+
+   private:
+    std::string m_path;
+    Osl_File m_file;
+  };
+
  private:
   void Init();
   void SetPosition(std::int64_t offset, short origin);
@@ -73,44 +87,3 @@ class DAFileSystem : public DAMedia {
   std::int64_t m_size;     // cached; 0: not measured yet
   std::int64_t m_position; // cached file pointer
 };
-
-// Runs a transfer of length bytes as calls of at most 1 GiB, since the file
-// calls take an int. Returns the bytes moved, or -1 when the first call
-// failed; a later failure ends the transfer short.
-template <typename Transfer>
-std::int64_t TransferInChunks(std::uint32_t length, Transfer transfer) {
-  constexpr std::uint32_t kChunk = 1u << 30;
-  std::uint32_t done = 0;
-  while (done < length) {
-    const int chunk = static_cast<int>(length - done < kChunk ? length - done : kChunk);
-    const int n = transfer(done, chunk);
-    if (n < 0) return done == 0 ? -1 : done;
-    done += static_cast<std::uint32_t>(n);
-    if (n < chunk) break;
-  }
-  return done;
-}
-
-// Releases the locks of an open file and closes it, swallowing failures:
-// the clean-up of every path that leaves with an exception.
-void AbandonFile(Osl_File& file) noexcept;
-
-// The root's lockfile, held (waiting) for the object's lifetime: while a new
-// document is named and created, or a file of a date directory deleted. The
-// open's os_file_toolkit_error goes to the caller; a refused lock raises
-// QRSDAL0514E with context; a file system without locks is taken unlocked.
-class RootLock {
- public:
-  RootLock(const std::string& root, const char* context);
-  ~RootLock();
-  RootLock(const RootLock&) = delete;
-  RootLock& operator=(const RootLock&) = delete;
-
- private:
-  std::string m_path;
-  Osl_File m_file;
-};
-
-// Raises QRSDAL0514E for a lock that was refused, with the platform's error
-// number read first when the text carries it.
-[[noreturn]] void ThrowLockRefused(const char* context, const std::string& path, bool withErrorCode, int line);

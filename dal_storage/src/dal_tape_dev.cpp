@@ -1,7 +1,9 @@
 // The tape device core: construction, the operator dialogue, the choice and
 // labelling of a volume, and the backup run.
+#include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <thread>
 
 #include "dal_operator.h"
 #include "dal_tape_dev.h"
@@ -245,6 +247,16 @@ void CFnx_Dal_TapeDev::create_new_volume_info() {
   m_file_count = 0;
   CFnx_Dal_ConfigValues values = OwnValues();
   m_vol_label.set(values.m_volumeName, values.m_dasName, m_config.GetCurDateFormat(), m_config.GetCurTimeFormat());
+  // A volume's id is its name and the second it was labelled in. A run that
+  // fills a volume within a second would give the next one the same id, and
+  // a restore could not tell the two apart: wait for the next second.
+  const std::string previous = values.m_volumeInfo.size() >= kTapeVolumeInfoLabelledSize
+                                   ? values.m_volumeInfo.substr(kTapeVolumeIdOffset, kTapeVolumeIdSize)
+                                   : std::string();
+  while (previous == std::string(reinterpret_cast<const char*>(&m_vol_label.m_vol_id), kTapeVolumeIdSize)) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    m_vol_label.set(values.m_volumeName, values.m_dasName, m_config.GetCurDateFormat(), m_config.GetCurTimeFormat());
+  }
   m_vol_status = tape_volume_status();
   m_vol_status.set_block_size(m_block_size);
   GetCurrentPosition(m_position);

@@ -5,13 +5,12 @@
 #include <string>
 #include <vector>
 
-#include <pthread.h>
-
 #include "dal_media_filesystem.h"
 #include "disk_content.h"
 #include "fnx_log.h"
 #include "os_path.h"
 #include "osl_directory.h"
+#include "small_stack.h"
 #include "temp_dir.h"
 
 namespace {
@@ -88,25 +87,20 @@ TEST(DiskMediaDirectories, ADeepPathFailsAtTheFirstRefusedNameOnASmallStack) {
     std::string error;
   } job{blocker, ""};
   for (int i = 0; i < 12000; ++i) job.path += std::string(1, OS_PATH_SEPARATOR) + "d";
-  pthread_attr_t attributes;
-  ASSERT_EQ(pthread_attr_init(&attributes), 0);
-  ASSERT_EQ(pthread_attr_setstacksize(&attributes, 256 * 1024), 0);
-  pthread_t thread;
-  const auto run = [](void* argument) -> void* {
-    Job& work = *static_cast<Job*>(argument);
-    try {
-      DAFileSystem::MakeDirectories(work.path);
-      work.error = "none";
-    } catch (const os_file_toolkit_error& error) {
-      work.error = error.what();
-    } catch (...) {
-      work.error = "another exception";
-    }
-    return nullptr;
-  };
-  ASSERT_EQ(pthread_create(&thread, &attributes, run, &job), 0);
-  pthread_join(thread, nullptr);
-  pthread_attr_destroy(&attributes);
+  ASSERT_TRUE(RunOnSmallStack(
+      256 * 1024,
+      [](void* argument) {
+        Job& work = *static_cast<Job*>(argument);
+        try {
+          DAFileSystem::MakeDirectories(work.path);
+          work.error = "none";
+        } catch (const os_file_toolkit_error& error) {
+          work.error = error.what();
+        } catch (...) {
+          work.error = "another exception";
+        }
+      },
+      &job));
   EXPECT_NE(job.error.find(blocker), std::string::npos) << job.error.substr(0, 200);
   EXPECT_LT(job.error.size(), blocker.size() + 200) << "the refused name, not the whole path";
   EXPECT_EQ(ReadFile(blocker), "a file, not a directory");

@@ -17,8 +17,6 @@
 
 namespace {
 
-constexpr const char kWorker[] = "dal_disk_worker";
-
 // Reads a whole document back and compares it with what its seed made.
 void ExpectDocument(const AnnouncedDocument& announced) {
   CFnx_Dal_Storage document(announced.location);
@@ -56,7 +54,7 @@ TEST(DiskProcesses, WritersAndDeletersShareOneRoot) {
   std::vector<ChildProcess> writers;
   for (int w = 0; w < kWriters; ++w) {
     lists.push_back(dir.Join("written-" + std::to_string(w)));
-    writers.emplace_back(kWorker, std::vector<std::string>{"write", root, std::to_string(limits[w]),
+    writers.emplace_back(std::vector<std::string>{"write", root, std::to_string(limits[w]),
                                                            std::to_string(w + 1), std::to_string(kDocuments),
                                                            lists.back()});
   }
@@ -66,7 +64,7 @@ TEST(DiskProcesses, WritersAndDeletersShareOneRoot) {
     outs.push_back(dir.Join("deleted-" + std::to_string(k)));
     std::vector<std::string> args{"delete", std::to_string(k), std::to_string(kSlots), stop, outs.back()};
     args.insert(args.end(), lists.begin(), lists.end());
-    deleters.emplace_back(kWorker, args);
+    deleters.emplace_back(args);
   }
   for (ChildProcess& writer : writers) EXPECT_EQ(writer.Wait(), 0);
   AppendLine(stop, "done");
@@ -102,13 +100,13 @@ TEST(DiskProcesses, AWriterKilledWhileHoldingTheLockfileBlocksNobody) {
   TempDir dir;
   const std::string root = dir.Join("root");
   const std::string marker = dir.Join("holding");
-  ChildProcess holder(kWorker, {"holdlock", root, marker});
+  ChildProcess holder({"hold-lockfile", root, marker});
   ASSERT_TRUE(WaitUntil([&] { return Osl_File_System::exists(marker); })) << "the holder never took the lockfile";
 
   const std::vector<std::string> lists{dir.Join("written-0"), dir.Join("written-1")};
   std::vector<ChildProcess> writers;
   for (std::size_t w = 0; w < lists.size(); ++w) {
-    writers.emplace_back(kWorker, std::vector<std::string>{"write", root, "10", std::to_string(w + 7), "20", lists[w]});
+    writers.emplace_back(std::vector<std::string>{"write", root, "10", std::to_string(w + 7), "20", lists[w]});
   }
   const auto started = [&] {
     return Osl_File_System::exists(lists[0] + ".started") && Osl_File_System::exists(lists[1] + ".started");
@@ -137,7 +135,7 @@ TEST(DiskProcesses, ASecondProcessCannotWriteADocumentThatAnotherHolds) {
   const std::string location = "disk@" + dir.Join("doc") + ",0,4#";
 
   const std::string marker = dir.Join("holding");
-  ChildProcess holder(kWorker, {"holddoc", location, marker});
+  ChildProcess holder({"hold-document", location, marker});
   ASSERT_TRUE(WaitUntil([&] { return Osl_File_System::exists(marker); })) << "the holder never opened the document";
   CFnx_Dal_Storage second(location);
   ExpectFnxError([&] { second.ReOpenForWriting(); }, "QRSDAL0514E", 1287, 8);

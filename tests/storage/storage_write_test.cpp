@@ -148,6 +148,20 @@ TEST_F(StoredDocument, AFailedOpenClosesTheFilesItOpened) {
   }
 }
 
+// A location with the create flag names a new document: the open makes its
+// file, and what is written there reads back.
+TEST_F(StoredDocument, TheCreateFlagMakesTheFileALocationNames) {
+  const std::string path = dir.Join("sub/new.doc");
+  std::unique_ptr<CFnx_Dal_Configuration> config(Create_Dal_Configuration("disk", CFnx_Dal_ConfigValues()));
+  CFnx_Dal_Storage document("disk@" + path + ",0,0#");
+  document.SetFileCreateFlag(true);
+  ASSERT_TRUE(document.OpenForWriting("disk", config.get()));
+  std::uint32_t written = 0;
+  EXPECT_TRUE(document.Write("new", 3, written, -1));
+  document.Close(false);
+  EXPECT_EQ(ReadFile(path), "new");
+}
+
 TEST_F(StoredDocument, DeleteGoesOnPastAMissingFile) {
   std::remove(paths[1].c_str());
   CFnx_Dal_Storage document(location);

@@ -24,7 +24,7 @@ class ChildProcess {
   // Waits for the child to end (once; later calls repeat the result): its exit
   // code, or -1 when it was killed (by Kill or by a signal). A child still
   // running at `limit` is killed: a stuck child fails its test, never hangs it.
-  int Wait(std::chrono::milliseconds limit = std::chrono::seconds(60));
+  int Wait(std::chrono::milliseconds limit = std::chrono::seconds(120));
   // Ends the child at once, without any clean-up of its own.
   void Kill();
 

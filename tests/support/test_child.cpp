@@ -20,6 +20,10 @@ const Command kCommands[] = {
     {"hold-lock", 2, 3, HoldLock},
     {"try-lock", 1, 1, TryLock},
     {"random", 2, 2, WriteRandomNumbers},
+    {"write", 5, 5, WriteDocuments},
+    {"delete", 5, 1000, DeleteDocuments},
+    {"hold-lockfile", 2, 3, HoldLockfile},
+    {"hold-document", 2, 3, HoldDocument},
 };
 
 }  // namespace

@@ -18,5 +18,20 @@ int HoldLock(const ChildArgs& args);
 int TryLock(const ChildArgs& args);
 int WriteRandomNumbers(const ChildArgs& args);
 
+// tests/disk/disk_commands.cpp
+//   write <root> <limit> <seed> <count> <list>: <count> new documents of
+//       seeded content, 0 to 256 KiB, each announced in <list> once closed;
+//       <list>.started is made before the first
+//   delete <slot> <slots> <stop> <out> <list>...: deletes each announced
+//       document whose place is <slot> modulo <slots>, recording it in <out>,
+//       until <stop> exists and every announced document has been seen
+//   hold-lockfile <root> <marker> [<release>]: take the root's lockfile
+//   hold-document <location> <marker> [<release>]: open a document for update
+//       (both make <marker>, then hold until <release> exists)
+int WriteDocuments(const ChildArgs& args);
+int DeleteDocuments(const ChildArgs& args);
+int HoldLockfile(const ChildArgs& args);
+int HoldDocument(const ChildArgs& args);
+
 // Blocks until `release` exists, two minutes at most.
 void HoldUntil(const std::string& release);

@@ -74,19 +74,7 @@ std::string TapeDevTest::RestoreFile(const std::string& location_text, std::size
 }
 
 std::function<void()> TapeDevTest::InsertNewVolume(std::shared_ptr<FakeCartridge> next) {
-  return InsertNewVolume([this, next] { m_drive.Insert(next); });
-}
-
-std::function<void()> TapeDevTest::InsertNewVolume(std::function<void()> insert) {
-  return [insert, stamp = VolumeId().substr(16)] {
-    CFnx_Dal_ConfigurationTape clock;
-    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-    while (clock.GetCurDateFormat() + "/" + clock.GetCurTimeFormat() == stamp &&
-           std::chrono::steady_clock::now() < limit) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    insert();
-  };
+  return [this, next] { m_drive.Insert(next); };
 }
 
 std::string IdOf(const std::shared_ptr<FakeCartridge>& cartridge) {

@@ -56,10 +56,10 @@ class TapeDevTest : public ::testing::Test {
   std::string RestoreFile(const std::string& location, std::size_t chunk = 4096);
 
   std::string VolumeId() { return tape_volume_info_id(Values().m_volumeInfo); }
-  // An operator action that inserts next once a label made then differs from
-  // the current volume's: two volumes labelled within one second are one.
+  // An operator action that inserts next. It does not wait for the clock: a
+  // volume labelled in the same second as the one before must still get an
+  // id of its own.
   std::function<void()> InsertNewVolume(std::shared_ptr<FakeCartridge> next);
-  std::function<void()> InsertNewVolume(std::function<void()> insert);
 
   FakeTapeDrive m_drive{512};
   std::shared_ptr<FakeCartridge> m_cartridge = std::make_shared<FakeCartridge>();

@@ -41,13 +41,6 @@ class TapeDevModel : public TapeDevTest, public ::testing::WithParamInterface<Ta
     if (volumes == static_cast<int>(kCartridges)) throw std::out_of_range("no blank cartridge left");
     Insert(static_cast<std::size_t>(volumes++));
   }
-  // Each device gets a volume name of its own: two volumes labelled in the
-  // same second under one name would be one volume.
-  void NameNextVolume() {
-    CFnx_Dal_ConfigValues values = Values();
-    values.m_volumeName = "V" + std::to_string(++m_names);
-    m_config.SetValues(values);
-  }
   // After a call that may have labelled the tape in the drive.
   void NoteVolume() {
     if (!VolumeId().empty()) m_cartridge_of[VolumeId()] = m_test_drive->Loaded();
@@ -74,6 +67,14 @@ class TapeDevModel : public TapeDevTest, public ::testing::WithParamInterface<Ta
     }
     m_unexpected.push_back(question);
     return "Cancel";
+  }
+
+  // Every volume gets a name of its own, only to keep the test fast: a volume
+  // labelled under one name in the second of the one before waits a second.
+  void NameNextVolume() {
+    CFnx_Dal_ConfigValues values = Values();
+    values.m_volumeName = "V" + std::to_string(++m_names);
+    m_config.SetValues(values);
   }
 
   void StartRun(bool new_volume) {
@@ -106,8 +107,8 @@ class TapeDevModel : public TapeDevTest, public ::testing::WithParamInterface<Ta
   void RunSteps(std::mt19937& random, std::vector<File>& files);
 
   std::unique_ptr<TapeTestDrive> m_test_drive;
-  int m_names = 0;
   std::map<std::string, std::size_t> m_cartridge_of;  // volume id to cartridge
+  int m_names = 0;
   std::vector<std::string> m_unexpected;
   std::string m_last_question;
   int m_repeats = 0;

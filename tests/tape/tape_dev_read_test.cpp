@@ -148,3 +148,10 @@ TEST_F(TapeDevRead, OneDeviceRestoresAgainAfterAWholeAndAnUnfinishedRestore) {
     EXPECT_EQ(table.getOperatorMsg(console), "Restore ended");
   }
 }
+
+TEST_F(TapeDevRead, ADriveWithoutTheNeededFeaturesRefusesTheRestore) {
+  m_drive.lacks_features = true;
+  CFnx_Dal_Tape_Location location;
+  location.get_from_string(m_location);
+  EXPECT_THROW(FakeTapeDev(m_config, m_drive).ReadStart(location), tape_features_support_error);
+}

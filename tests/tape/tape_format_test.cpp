@@ -1,9 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <sstream>
 #include <stdexcept>
 #include <string>
+#include <utility>
+#include <vector>
 
+#include "dal_tape_dev.h"
 #include "dal_tape_format.h"
 
 namespace {
@@ -61,6 +65,23 @@ TEST(TapeFileLabel, StartAndEndLabelsHoldTheirFieldsByteForByte) {
   EXPECT_EQ(Bytes(label), head + "0000000004" + "0000000000" + tail + "0000000000000700" + std::string(298, '0'));
   EXPECT_TRUE(tape_is_end_label(label.bytes()));
   EXPECT_FALSE(tape_is_volume_label(label.bytes()));
+
+  // The label dump: every field once, in full width, in the label's order.
+  std::ostringstream dump;
+  dump << label.basic;
+  std::string expected = "\ntape_file_label_basic={" + std::string(65, '-') + "\n";
+  for (const auto& [name, value] : std::vector<std::pair<std::string, std::string>>{
+           {"file_seq_num=\t\t", "000001"}, {"product_name=\t\t", "FOLIANTIX "},
+           {"product_ver=\t\t", Pad("3.5.00", 12)}, {"creation_date=\t\t", kDate},
+           {"creation_time=\t\t", kTime}, {"BLKSIZE=\t\t", "065536"},
+           {"partition_number=\t", "0000000001"}, {"start_Offset_low=\t", "0000000001"},
+           {"start_Offset_High=\t", "0000000000"}, {"end_Offset_low=\t\t", "0000000004"},
+           {"end_Offset_High=\t", "0000000000"}, {"m_vol_id.volume_name=\t", Pad("MM_VOL1", 16)},
+           {"m_vol_id.creation_date=\t", kDate}, {"m_vol_id.creation_time=\t", kTime},
+           {"das_name=\t\t", Pad("DAS_DAS_350", 60)}, {"m_file_length=\t\t", "0000000000000700"}}) {
+    expected += name + "(" + value + ")\n";
+  }
+  EXPECT_EQ(dump.str(), expected + std::string(65, '-') + "} tape_file_label_basic\n\n");
 }
 
 TEST(TapeFileLabel, LargeNumbersKeepTheirFirstDigitsAndAShortVolumeInfoGivesBlanks) {
@@ -233,4 +254,20 @@ TEST(TapeVolumeInfo, WithoutALabelHeadTheIdStillComesFromTheStatus) {
   EXPECT_EQ(from_nothing.substr(0, 82), std::string(82, ' '));
   EXPECT_EQ(tape_volume_info_id(from_nothing), kVolumeId);
   EXPECT_EQ(tape_volume_info_id("short"), "");
+}
+
+// What a host that catches the tape path's exceptions reads from them.
+TEST(TapeExceptions, EachNamesItselfWithCodeAndClassZero) {
+  const std::pair<FNXError, const char*> errors[] = {
+      {tape_user_abort("src", 1), "tape_user_abort"},
+      {end_of_tape_error("src", 2), "end_of_tape_error"},
+      {tape_features_support_error("src", 3), "tape_features_support_error"},
+      {tape_single_blocksize_error("src", 4), "tape_single_blocksize_error"},
+      {no_tape_in_drive_error("src", 5), "no_tape_in_drive_error"},
+  };
+  for (const auto& [error, name] : errors) {
+    EXPECT_EQ(error.Text(), name);
+    EXPECT_EQ(error.Code(), 0) << name;
+    EXPECT_EQ(error.Class(), 0) << name;
+  }
 }

@@ -2,6 +2,7 @@
 // locations of the files written, and the label dump with its block counts.
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <functional>
 #include <sstream>
 #include <string>
@@ -88,6 +89,23 @@ TEST_F(TapeList, TheTableOfContentsMatchesTheFilesWritten) {
     m_drive.Insert(nullptr);
     EXPECT_EQ(device.GetNextEndLabel(label), 0);
   }
+}
+
+// The length's high part is the label's last ten bytes: what follows them in
+// the block takes no part, and each unit of it counts 10^8 bytes.
+TEST_F(TapeList, TheLengthReadsItsHighPartFromTheLabelAlone) {
+  StartRunOnNewVolume();
+  WriteFile(Content(700));
+  std::string& end_label = m_cartridge->blocks.at(4);
+  ASSERT_TRUE(tape_is_end_label(end_label.data()));
+  end_label.replace(offsetof(tape_file_label_basic, filler), 10, "0000000001");
+  end_label.replace(kTapeFileLabelBasicSize, 10, "9999999999");
+  std::ostringstream out;
+  FakeTapeDev device(m_config, m_drive);
+  dal_tape_list_contents(device, out);
+  const std::vector<std::string> lines = Lines(out.str());
+  ASSERT_EQ(lines.size(), 12u);
+  EXPECT_EQ(Column(lines[10], 28, 38), "100000700");
 }
 
 // The dump counts the blocks between labels and, at an end of the data that
