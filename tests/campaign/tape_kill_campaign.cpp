@@ -2,7 +2,6 @@
 // storage handle and announces each location once its close came back; the
 // campaign kills it at a random point and restores everything announced.
 #include <chrono>
-#include <filesystem>
 #include <random>
 #include <thread>
 
