@@ -149,9 +149,17 @@ TEST_F(TapeDevRead, OneDeviceRestoresAgainAfterAWholeAndAnUnfinishedRestore) {
   }
 }
 
-TEST_F(TapeDevRead, ADriveWithoutTheNeededFeaturesRefusesTheRestore) {
+// Neither a backup run nor a restore starts on it, and the tape stays as it was.
+TEST_F(TapeDevRead, ADriveWithoutTheNeededFeaturesRefusesTheStartAndTheRestore) {
   m_drive.lacks_features = true;
+  const std::vector<std::string> blocks = m_cartridge->blocks;
+  CFnx_Dal_ConfigValues values = Values();
+  values.m_forceLabel = true;
+  SetValues(values);
+  EXPECT_THROW(FakeTapeDev(m_config, m_drive).BackupStart(), tape_features_support_error);
+  EXPECT_FALSE(Values().m_backupFlag);
   CFnx_Dal_Tape_Location location;
   location.get_from_string(m_location);
   EXPECT_THROW(FakeTapeDev(m_config, m_drive).ReadStart(location), tape_features_support_error);
+  EXPECT_EQ(m_cartridge->blocks, blocks);
 }
