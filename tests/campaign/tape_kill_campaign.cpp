@@ -32,6 +32,20 @@ void MakeLibrary(const std::string& library, std::uint32_t blockSize) {
   FnxVtapeInsert(library, Cartridges(library).front());
 }
 
+// Where the worker said a volume lies, and how far each of those cartridges is written.
+std::string Describe(const std::string& library, const std::string& volumes, const std::string& volume) {
+  std::string text;
+  for (const std::string& line : ReadLines(volumes)) {
+    if (line.compare(0, volume.size(), volume) != 0) continue;
+    const std::string cartridge = line.substr(line.find('\t') + 1);
+    if (text.find(cartridge) != std::string::npos) continue;
+    for (const FnxVtapeCartridgeStatus& status : FnxVtapeGetStatus(library).cartridges) {
+      if (status.name == cartridge) text += cartridge + " (" + std::to_string(status.usedBlocks) + " blocks) ";
+    }
+  }
+  return text.empty() ? "no cartridge" : text;
+}
+
 }  // namespace
 
 int RunTapeBackupWorker(const std::vector<std::string>& args) {
@@ -95,7 +109,8 @@ void RunKillCampaign(int kills, std::uint64_t seed, TapeCampaignFigures& figures
         ++figures.exact;
       } else {
         figures.failures.push_back("round " + std::to_string(round) + ", seed " + std::to_string(document.seed) +
-                                   ": " + verdict);
+                                   ", volume " + VolumeOf(document.location) + " on " +
+                                   Describe(library, volumes, VolumeOf(document.location)) + ": " + verdict);
       }
     }
     figures.questions += static_cast<std::size_t>(console.answered());
