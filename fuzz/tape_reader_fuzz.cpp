@@ -15,6 +15,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <list>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -139,14 +140,18 @@ class Drive {
     }
   }
 
-  // The console: "Cancel" to every question, so that no restore waits.
+  // The console: "Cancel" to every question, whichever item asks (a
+  // restore asks under the DAS name its location carries), so that no
+  // restore waits.
   void Answer() {
-    const CFnx_Dal_OperatorItemID id(7, "fuzz", "DAS_FUZZ");
     CFnx_Dal_Operator& table = CFnx_Dal_OperatorSingelton::Get();
     while (!m_stop) {
-      if (table.IsWaitingOperatorResponce(id)) {
-        table.SetOperatorResponce(id, 1);  // Retry, Cancel: the second
-        while (!m_stop && table.IsWaitingOperatorResponce(id)) std::this_thread::sleep_for(std::chrono::microseconds(50));
+      std::list<CFnx_Dal_OperatorItemInfo> items;
+      table.ListItems(items);
+      for (const CFnx_Dal_OperatorItemInfo& item : items) {
+        if (!item.getWaitingResponce()) continue;
+        table.SetOperatorResponce(item, 1);  // Retry, Cancel: the second
+        while (!m_stop && table.IsWaitingOperatorResponce(item)) std::this_thread::sleep_for(std::chrono::microseconds(50));
       }
       std::this_thread::sleep_for(std::chrono::microseconds(50));
     }
