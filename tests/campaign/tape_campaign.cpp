@@ -1,13 +1,10 @@
 // tape_campaign: the tape campaigns on the virtual drive.
 //   tape_campaign kill [--kills N] [--seed S]     backup runs killed hard (default 4)
-//   tape_campaign faults [--faults N] [--seed S] [--removal]
-//                                                 a run under drive faults (default 12);
-//                                                 --removal: cartridges taken out too
+//   tape_campaign faults [--faults N] [--seed S]  a run under drive faults (default 12)
 //   tape_campaign worker backup ...               the process that the kill campaign kills
 // Every document handed out must restore byte-exact. Exit 0 when all did, 1
 // otherwise (the failures listed), 3 when the campaign ran out of time: an
 // operator question unanswered or a drive that hangs.
-#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <exception>
@@ -44,7 +41,6 @@ int main(int argc, char** argv) {
     const std::string mode = args.empty() ? "" : args[0];
     int count = mode == "kill" ? 4 : 12;
     std::uint64_t seed = static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count());
-    const bool removal = std::find(args.begin(), args.end(), "--removal") != args.end();
     for (std::size_t i = 1; i + 1 < args.size(); i += 2) {
       if (args[i] == "--kills" || args[i] == "--faults") count = std::stoi(args[i + 1]);
       if (args[i] == "--seed") seed = std::stoull(args[i + 1]);
@@ -54,7 +50,7 @@ int main(int argc, char** argv) {
     if (mode == "kill") {
       RunKillCampaign(count, seed, figures);
     } else if (mode == "faults") {
-      RunFaultCampaign(count, seed, removal, figures);
+      RunFaultCampaign(count, seed, figures);
     } else {
       std::cerr << "usage: tape_campaign kill|faults [--kills N|--faults N] [--seed S]\n";
       return 1;

@@ -41,8 +41,7 @@ struct TapeCampaignFigures {
 // `kill` mode: rounds of a backup run in a worker process killed at a random
 // point, each followed by the restore of what it handed out.
 void RunKillCampaign(int kills, std::uint64_t seed, TapeCampaignFigures& figures);
-// `faults` mode: one run in this process with `faults` drive faults fired;
-// removal adds a cartridge taken out of the drive to the faults.
-void RunFaultCampaign(int faults, std::uint64_t seed, bool removal, TapeCampaignFigures& figures);
+// `faults` mode: one run in this process with `faults` drive faults fired.
+void RunFaultCampaign(int faults, std::uint64_t seed, TapeCampaignFigures& figures);
 // The worker of the kill campaign: backup <library> <seed> <list> <volumes>.
 int RunTapeBackupWorker(const std::vector<std::string>& args);

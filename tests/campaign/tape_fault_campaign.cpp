@@ -1,7 +1,6 @@
 // A backup run under drive faults: before documents, at random, the drive is
 // told to reach the end of the medium a few blocks on, to report a media
-// change, to turn on write protection (or, with removal, to lose its
-// cartridge), or to fail the
+// change, to lose its cartridge, to turn on write protection, or to fail the
 // n-th call of a kind with an error number; now and then the operator puts a
 // written volume in where a new one is asked for. Then every location handed
 // out is restored, under read faults of the same kinds, each restore tried
@@ -29,8 +28,7 @@ std::uint64_t UsedBlocks(const FnxVtapeStatus& status) {
 
 class FaultScript {
  public:
-  FaultScript(std::string library, std::mt19937_64& random, bool removal)
-      : m_library(std::move(library)), m_random(random), m_removal(removal) {}
+  FaultScript(std::string library, std::mt19937_64& random) : m_library(std::move(library)), m_random(random) {}
 
   // Scripts one fault of the write side; the operator's wrong volume is one.
   // An end of the medium holds for every cartridge until it is cleared, so
@@ -39,7 +37,7 @@ class FaultScript {
     Settle();
     if (!m_eomCartridge.empty() || Pending() > 0) return;
     const FnxVtapeStatus status = FnxVtapeGetStatus(m_library);
-    switch (m_random() % (m_removal ? 7 : 6)) {
+    switch (m_random() % 7) {
       case 0:
         console.InsertWrongVolumeNext();
         [[fallthrough]];
@@ -72,7 +70,7 @@ class FaultScript {
   // Scripts one fault of the read side.
   void Read() {
     Settle();
-    switch (m_random() % (m_removal ? 4 : 3)) {
+    switch (m_random() % 4) {
       case 0:
         Now(FnxVtapeFaultKind::MediaChange);
         return;
@@ -131,7 +129,6 @@ class FaultScript {
 
   const std::string m_library;
   std::mt19937_64& m_random;
-  const bool m_removal;
   std::string m_eomCartridge;  // where an end of the medium was scripted; empty: none pending
   std::size_t m_failsPending = 0;
   std::size_t m_fired = 0;
@@ -139,7 +136,7 @@ class FaultScript {
 
 }  // namespace
 
-void RunFaultCampaign(int faults, std::uint64_t seed, bool removal, TapeCampaignFigures& figures) {
+void RunFaultCampaign(int faults, std::uint64_t seed, TapeCampaignFigures& figures) {
   std::mt19937_64 random(seed);
   TempDir dir;
   const std::string library = dir.Join("library");
@@ -158,7 +155,7 @@ void RunFaultCampaign(int faults, std::uint64_t seed, bool removal, TapeCampaign
   TapeRunConfig(config, library, "faulty-run");
   TapeCampaignOperator console(CFnx_Dal_OperatorItemID(7, "faulty-run", "DAS_CAMPAIGN"), library, blanks, first,
                                &config);
-  FaultScript script(library, random, removal);
+  FaultScript script(library, random);
   std::vector<AnnouncedDocument> handedOut;
   std::vector<std::string> refusals;  // failed attempts: no location handed out, nothing lost
   int refusedInARow = 0;
