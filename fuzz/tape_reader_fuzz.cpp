@@ -149,11 +149,12 @@ class Drive {
       std::list<CFnx_Dal_OperatorItemInfo> items;
       table.ListItems(items);
       for (const CFnx_Dal_OperatorItemInfo& item : items) {
-        if (!item.getWaitingResponce()) continue;
-        table.SetOperatorResponce(item, 1);  // Retry, Cancel: the second
-        while (!m_stop && table.IsWaitingOperatorResponce(item)) std::this_thread::sleep_for(std::chrono::microseconds(50));
+        // Every answer is the same, so one given twice to a question that
+        // was slow to take it does no harm; waiting for the question to go
+        // could miss the next one, asked at once.
+        if (item.getWaitingResponce()) table.SetOperatorResponce(item, 1);  // Retry, Cancel: the second
       }
-      std::this_thread::sleep_for(std::chrono::microseconds(50));
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
   }
 
