@@ -85,6 +85,8 @@ TEST_F(ThreeFileDocument, ACloseWithoutDestroyingOpensAgainAndCopiesStartClosed)
   CFnx_Dal_Storage& alias = assigned;
   assigned = alias;  // self-assignment keeps the files
   EXPECT_EQ(assigned.GetName(), location);
+  ASSERT_TRUE(assigned.OpenForReading(nullptr));
+  EXPECT_EQ(ReadAt(assigned, 100, 0), "") << "the cursor comes along: the copy had read to the end";
 }
 
 // A location's own size bounds the read whatever the file holds now; the

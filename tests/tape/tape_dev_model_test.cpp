@@ -135,9 +135,6 @@ TEST_P(TapeDevModel, EveryLocationHandedOutRestoresByteExact) {
   }
   EXPECT_EQ(console.Finish(), std::vector<std::string>{});
   EXPECT_EQ(m_unexpected, std::vector<std::string>{});
-  RecordProperty("runs", runs);
-  RecordProperty("files", static_cast<int>(files.size()));
-  RecordProperty("restores", restores);
   std::printf("%s: %d runs, %zu files on %d volumes (%d written anew), %d restores, %d reloads, %d changes\n",
               TapeDriveName(GetParam()).c_str(), runs, files.size(), volumes, rewrites, restores, reloads, changes);
 }

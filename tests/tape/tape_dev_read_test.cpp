@@ -54,6 +54,7 @@ TEST_F(TapeDevRead, EachTapeInTheDriveAndEachAnswerLeadWhereTheyShould) {
        nullptr,
        {{"Please insert tape with label=(" + wanted + ")", kRetryCancel, "Retry", insert_right}}},
       {"the right volume, its start label unreadable", right_unreadable, {}},
+      {"a blank tape", std::make_shared<FakeCartridge>(), {{RestoreQuestion(wanted, ""), kRetryCancel, "Retry", insert_right}}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
@@ -149,9 +150,17 @@ TEST_F(TapeDevRead, OneDeviceRestoresAgainAfterAWholeAndAnUnfinishedRestore) {
   }
 }
 
-TEST_F(TapeDevRead, ADriveWithoutTheNeededFeaturesRefusesTheRestore) {
+// Neither a backup run nor a restore starts on it, and the tape stays as it was.
+TEST_F(TapeDevRead, ADriveWithoutTheNeededFeaturesRefusesTheStartAndTheRestore) {
   m_drive.lacks_features = true;
+  const std::vector<std::string> blocks = m_cartridge->blocks;
+  CFnx_Dal_ConfigValues values = Values();
+  values.m_forceLabel = true;
+  SetValues(values);
+  EXPECT_THROW(FakeTapeDev(m_config, m_drive).BackupStart(), tape_features_support_error);
+  EXPECT_FALSE(Values().m_backupFlag);
   CFnx_Dal_Tape_Location location;
   location.get_from_string(m_location);
   EXPECT_THROW(FakeTapeDev(m_config, m_drive).ReadStart(location), tape_features_support_error);
+  EXPECT_EQ(m_cartridge->blocks, blocks);
 }

@@ -255,19 +255,3 @@ TEST(TapeVolumeInfo, WithoutALabelHeadTheIdStillComesFromTheStatus) {
   EXPECT_EQ(tape_volume_info_id(from_nothing), kVolumeId);
   EXPECT_EQ(tape_volume_info_id("short"), "");
 }
-
-// What a host that catches the tape path's exceptions reads from them.
-TEST(TapeExceptions, EachNamesItselfWithCodeAndClassZero) {
-  const std::pair<FNXError, const char*> errors[] = {
-      {tape_user_abort("src", 1), "tape_user_abort"},
-      {end_of_tape_error("src", 2), "end_of_tape_error"},
-      {tape_features_support_error("src", 3), "tape_features_support_error"},
-      {tape_single_blocksize_error("src", 4), "tape_single_blocksize_error"},
-      {no_tape_in_drive_error("src", 5), "no_tape_in_drive_error"},
-  };
-  for (const auto& [error, name] : errors) {
-    EXPECT_EQ(error.Text(), name);
-    EXPECT_EQ(error.Code(), 0) << name;
-    EXPECT_EQ(error.Class(), 0) << name;
-  }
-}

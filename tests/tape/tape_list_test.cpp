@@ -78,6 +78,9 @@ TEST_F(TapeList, TheTableOfContentsMatchesTheFilesWritten) {
       const tape_file_label_basic& label = expected[i];
       ASSERT_EQ(line.size(), 84u);
       EXPECT_EQ(Column(line, 1, 6), std::to_string(tape_get_number(label.file_seq_num, 6)));
+      const std::string date(label.creation_date, 10), time(label.creation_time, 8);  // YYYY.MM.DD, hh.mm.ss
+      EXPECT_EQ(Column(line, 8, 15), date.substr(5, 2) + "/" + date.substr(8, 2) + "/" + date.substr(2, 2));
+      EXPECT_EQ(Column(line, 17, 24), time.substr(0, 2) + ":" + time.substr(3, 2) + ":" + time.substr(6, 2));
       EXPECT_EQ(Column(line, 28, 38), std::to_string(tape_get_number(label.m_file_length, 16)));
       EXPECT_EQ(Column(line, 43, 49), std::to_string(tape_get_number(label.start_Offset_low, 10)));
       EXPECT_EQ(Column(line, 56, 62), std::to_string(tape_get_number(label.end_Offset_low, 10)));

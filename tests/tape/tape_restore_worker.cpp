@@ -65,7 +65,9 @@ int main(int argc, char** argv) {
   values.m_volumeName = "E2E";
   values.m_deviceName = "vtape:" + library;
   config.SetValues(values);
-  CartridgeOperator console(CFnx_Dal_OperatorItemID(7, "restore", "DAS_E2E"), library, {}, volumes, &config);
+  std::vector<std::string> errors;
+  ScriptedOperator console(CFnx_Dal_OperatorItemID(7, "restore", "DAS_E2E"),
+                           CartridgeResponder(library, {}, volumes, &config, &errors));
 
   int failed = 0;
   for (auto document = documents.rbegin(); document != documents.rend(); ++document) {
@@ -81,8 +83,8 @@ int main(int argc, char** argv) {
                    document->size);
     }
   }
-  const std::vector<std::string> errors = console.Finish();
+  console.Finish();
   for (const std::string& error : errors) std::fprintf(stderr, "operator: %s\n", error.c_str());
-  std::printf("restored %zu documents, %d failed, %d questions\n", documents.size(), failed, console.asked());
+  std::printf("restored %zu documents, %d failed\n", documents.size(), failed);
   return failed == 0 && errors.empty() ? 0 : 1;
 }
