@@ -11,7 +11,7 @@ cd "$top"
 seconds=${1:-600}
 shift || true
 targets=("$@")
-[ ${#targets[@]} -gt 0 ] || targets=(location_fuzz tape_location_fuzz dirfile_fuzz)
+[ ${#targets[@]} -gt 0 ] || targets=(location_fuzz tape_location_fuzz dirfile_fuzz tape_reader_fuzz)
 
 cmake -S . -B build/fuzz -G Ninja -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_COMPILER=clang++ \
   -DFNX_BUILD_FUZZ=ON -DFNX_BUILD_TESTS=OFF -DFNX_SANITIZE=address,undefined -DFNX_WERROR=ON >/dev/null
@@ -21,7 +21,9 @@ status=0
 for target in "${targets[@]}"; do
   mkdir -p "build/fuzz/corpus/$target"
   log="build/fuzz/logs/$target.log"
-  if build/fuzz/fuzz/"$target" -max_total_time="$seconds" -max_len=4096 -print_final_stats=1 \
+  max_len=4096
+  [ "$target" = tape_reader_fuzz ] && max_len=81920  # cartridge images: the seeds of a short run are 69632 bytes
+  if build/fuzz/fuzz/"$target" -max_total_time="$seconds" -max_len=$max_len -timeout=30 -print_final_stats=1 \
       -artifact_prefix=build/fuzz/ "build/fuzz/corpus/$target" "fuzz/corpus/$target" >"$log" 2>&1; then
     echo "$target: $(grep -E '^Done [0-9]+ runs' "$log" || tail -n 1 "$log")"
   else

@@ -66,6 +66,7 @@ class FNX_API CFnx_Dal_Storage {
   void InitLocation(const std::string& location);
   // The first file whose end is at or past position; null when none.
   DAFile* FindTarget(std::int64_t position) const;
+  void DestroyFiles();
   // Appends a new file whose media has chosen its place (OpenForWriting).
   DAFile* AppendNewFile(const char* context);
 

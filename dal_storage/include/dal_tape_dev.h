@@ -174,6 +174,10 @@ class FNX_API CFnx_Dal_TapeDev {
   // m_opt_use; returns the option chosen.
   const std::string& AskRetryCancel(const std::string& question, bool offer_use);
   void AskWrongVolume(const std::string& expected, const std::string& id_found);
+  // Returns once the tape in the drive may be written, asking the operator to
+  // remove the write protection for as long as it is on; tape_user_abort on
+  // "Cancel", and an answer that names no option goes on untested.
+  void RequireWritableTape();
   // After the operator's "Retry" at the end of the medium or at a foreign
   // tape: a new tape, labelled, and pushed as the run's volume.
   void TakeNewVolume();

@@ -300,15 +300,30 @@ std::int32_t CFnx_Dal_Storage::Read(char* buffer, std::uint32_t length, std::int
 
 void CFnx_Dal_Storage::Close(bool destroyFiles) {
   CFnx_Dal_Trace trace("CFnx_Dal_Storage::Close");
-  for (DAFile* file : m_files) {
-    if (m_isOpen) file->Close();
+  try {
+    for (DAFile* file : m_files) {
+      if (m_isOpen) file->Close();
+    }
+  } catch (...) {
+    // Files to be destroyed go also when one fails to close: kept, they
+    // would hold what their media hold (a tape drive stays in use by this
+    // process for good). Files that stay keep the handle open, so that the
+    // caller can close again.
+    if (destroyFiles) {
+      DestroyFiles();
+      m_isOpen = false;
+    }
+    throw;
   }
-  if (destroyFiles) {
-    for (DAFile* file : m_files) delete file;
-    m_files.clear();
-  }
+  if (destroyFiles) DestroyFiles();
   m_position = 0;
   m_isOpen = false;
+}
+
+void CFnx_Dal_Storage::DestroyFiles() {
+  for (DAFile* file : m_files) delete file;
+  m_files.clear();
+  m_position = 0;
 }
 
 std::string CFnx_Dal_Storage::GetName() const {

@@ -321,6 +321,17 @@ std::string CFnx_Dal_TapeDev::create_BackupVolumeStatus_string() {
 // ---------------------------------------------------------------------------
 // The backup run.
 
+void CFnx_Dal_TapeDev::RequireWritableTape() {
+  for (;;) {
+    aux_Verify_Tape_In_Drive();
+    if (Verify_Tape_Not_WriteProtected()) return;
+    const std::string& answer = AskRetryCancel(
+        "Tape is write protected. Please, remove write protection and press \"Retry\"", false);
+    if (answer == m_opt_cancel) throw tape_user_abort(kSourceFile, __LINE__);
+    if (answer != m_opt_retry) return;  // go on without a further test
+  }
+}
+
 void CFnx_Dal_TapeDev::BackupStart() {
   CFnx_Dal_Trace trace("CFnx_Dal_TapeDev::BackupStart");
   CFnx_Dal_ConfigValues values = OwnValues();
@@ -331,14 +342,7 @@ void CFnx_Dal_TapeDev::BackupStart() {
   ReadBlockSize();
   TapeDriveFeaturesCheck();
 
-  for (;;) {
-    aux_Verify_Tape_In_Drive();
-    if (Verify_Tape_Not_WriteProtected()) break;
-    const std::string& answer = AskRetryCancel(
-        "Tape is write protected. Please, remove write protection and press \"Retry\"", false);
-    if (answer == m_opt_cancel) throw tape_user_abort(kSourceFile, __LINE__);
-    if (answer != m_opt_retry) break;  // go on without a further test
-  }
+  RequireWritableTape();
 
   GetCurrentPosition(m_position);
   if (m_position.offset_low() == 0 && m_position.offset_high() == 0) LoadTape();

@@ -64,7 +64,15 @@ void CFnx_Dal_TapeDev::RequireFileAt(const tape_file_label_basic& wanted, std::u
 bool CFnx_Dal_TapeDev::check_tape_vol_id(const std::string& expected_id, std::string& id_found) {
   m_position.set(0, 0);
   LoadTape();
-  ReadBlocks(m_buffer, 1);
+  try {
+    ReadBlocks(m_buffer, 1);
+  } catch (const FNXError& error) {
+    // A blank tape holds no volume at all: the wrong tape, and the operator
+    // is asked for the right one, rather than the restore failing.
+    if (error.Code() != kNoDataDetected && !dynamic_cast<const end_of_tape_error*>(&error)) throw;
+    id_found.clear();
+    return false;
+  }
   GotoPosition(m_position);
   id_found.assign(m_buffer + kTapeVolumeIdOffset, kTapeVolumeIdSize);
   return expected_id.size() >= kTapeVolumeIdSize &&

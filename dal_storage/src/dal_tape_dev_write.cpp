@@ -70,6 +70,9 @@ void CFnx_Dal_TapeDev::FileWriteStart() {
   CFnx_Dal_Trace trace("CFnx_Dal_TapeDev::FileWriteStart");
   for (;;) {
     if (!OwnValues().m_backupFlag) DAL_THROW("QRSDAL0513E");
+    // The switch may have been turned since the run began: every file of it
+    // would fail at its first block, and the operator would never be asked.
+    RequireWritableTape();
 
     bool foreign = false;
     try {

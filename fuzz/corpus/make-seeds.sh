@@ -46,3 +46,10 @@ printf 'disk@/root/07_15_2021_1/fnx_das_120000_1' >$dir/disk
 printf 'disk@/root/07_15_2021_1/fnx_das_120000_1,10,20' >$dir/disk-range
 printf 'disk@/a/b,0,5#disk@/a/c,5,7' >$dir/two-files
 printf 'tape@%s%s%s' "$(pad DAS_MAIN 60)" "$(pad tape_config 120)" "$label" >$dir/tape
+
+# Cartridge images: the reader's target writes a short backup run on the
+# virtual drive itself (needs the fuzz build, see scripts/fuzz.sh).
+if [ -x ../../build/fuzz/fuzz/tape_reader_fuzz ]; then
+  rm -rf tape_reader_fuzz
+  FNX_TAPE_SEEDS="$PWD/tape_reader_fuzz" ../../build/fuzz/fuzz/tape_reader_fuzz >/dev/null 2>&1
+fi

@@ -5,6 +5,7 @@
 #include <string>
 #include <utility>
 
+#include "os_faults.h"
 #include "os_file.h"
 #include "osl_directory.h"
 #include "temp_dir.h"
@@ -90,6 +91,10 @@ TEST(OslFile, TransfersCountBytesAndFollowTheAccessMode) {
   refusedAsInvalid(file.write(block.data(), -1));
   refusedAsInvalid(file.read(nullptr, 1));
   refusedAsInvalid(file.write(nullptr, 1));
+  {
+    WritesTakeNothing full;
+    EXPECT_EQ(file.write("abc", 3), 0) << "a write that moves nothing ends short, not in a loop";
+  }
   file.close();
 
   Osl_File reader;

@@ -64,6 +64,14 @@ struct FileSizeLimit::Overrides {
   os_syscall_override<decltype(os_sys.WriteFile)> write{os_sys.WriteFile, &Write};
 };
 
+struct WritesTakeNothing::Overrides {
+  static BOOL WINAPI Write(HANDLE, LPCVOID, DWORD, LPDWORD written, LPOVERLAPPED) {
+    if (written) *written = 0;
+    return TRUE;
+  }
+  os_syscall_override<decltype(os_sys.WriteFile)> write{os_sys.WriteFile, &Write};
+};
+
 #else
 
 struct RefuseCreatesIn::Overrides {
@@ -98,6 +106,11 @@ struct FileSizeLimit::Overrides {
   os_syscall_override<decltype(os_sys.write)> write{os_sys.write, &Write};
 };
 
+struct WritesTakeNothing::Overrides {
+  static ssize_t Write(int, const void*, size_t) { return 0; }
+  os_syscall_override<decltype(os_sys.write)> write{os_sys.write, &Write};
+};
+
 #endif
 
 RefuseCreatesIn::RefuseCreatesIn(const std::string& directory) {
@@ -111,3 +124,6 @@ FileSizeLimit::FileSizeLimit(std::int64_t bytes) {
   m_overrides = std::make_unique<Overrides>();
 }
 FileSizeLimit::~FileSizeLimit() = default;
+
+WritesTakeNothing::WritesTakeNothing() : m_overrides(std::make_unique<Overrides>()) {}
+WritesTakeNothing::~WritesTakeNothing() = default;

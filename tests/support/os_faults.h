@@ -32,3 +32,15 @@ class FileSizeLimit {
   struct Overrides;
   std::unique_ptr<Overrides> m_overrides;
 };
+
+// Every write call answers success having moved no byte, as a device may
+// that takes nothing more without saying why.
+class WritesTakeNothing {
+ public:
+  WritesTakeNothing();
+  ~WritesTakeNothing();
+
+ private:
+  struct Overrides;
+  std::unique_ptr<Overrides> m_overrides;
+};

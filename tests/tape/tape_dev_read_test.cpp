@@ -54,6 +54,7 @@ TEST_F(TapeDevRead, EachTapeInTheDriveAndEachAnswerLeadWhereTheyShould) {
        nullptr,
        {{"Please insert tape with label=(" + wanted + ")", kRetryCancel, "Retry", insert_right}}},
       {"the right volume, its start label unreadable", right_unreadable, {}},
+      {"a blank tape", std::make_shared<FakeCartridge>(), {{RestoreQuestion(wanted, ""), kRetryCancel, "Retry", insert_right}}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);

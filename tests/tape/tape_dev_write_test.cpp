@@ -206,6 +206,18 @@ TEST_F(TapeDevWrite, AForeignTapeAtTheStartOfAFileIsReplacedLookedAtAgainOrRefus
   }
 }
 
+// Protection turned on in the middle of a run: the next file asks for it to
+// be removed instead of failing at its first block, file after file.
+TEST_F(TapeDevWrite, WriteProtectionTurnedOnDuringTheRunIsAskedAboutAtTheNextFile) {
+  const std::string protectedQuestion =
+      "Tape is write protected. Please, remove write protection and press \"Retry\"";
+  m_cartridge->write_protected = true;
+  std::string location;
+  Operate({{protectedQuestion, kRetryCancel, "Retry", [&] { m_cartridge->write_protected = false; }}},
+          [&] { location = WriteFile(Content(900, 3)); });
+  EXPECT_TRUE(SameBytes(RestoreFile(location), Content(900, 3)));
+}
+
 TEST_F(TapeDevWrite, ABlockSizeTheFormatCannotUseIsRefused) {
   struct Case {
     std::uint32_t block_size;

@@ -184,6 +184,7 @@ TEST(LinuxTape, DriverConditionsBecomeThePlatformNumbers) {
     {"no logical addresses: seek refused", not_logical, [](D& d, S&) { return Seek(d, 0); }, OS_TAPE_NOT_SUPPORTED},
     {"a partition the tape does not have", Usable,
      [](D& d, S&) { return d.set_position(OS_TAPE_LOGICAL_BLOCK, 2, 0, 0, false); }, OS_TAPE_INVALID_PARAMETER},
+    {"a second partition", Usable, [](D& d, S&) { return d.create_partition(0, 2, 0); }, OS_TAPE_NOT_SUPPORTED},
     {"MTWEOF when asked for", Usable, [](D& d, S& s) {
        EXPECT_EQ(d.write_tapemark(1, 2, false), OS_TAPE_NO_ERROR);
        EXPECT_EQ(s.Filemarks(), 2);

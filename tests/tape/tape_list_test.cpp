@@ -109,6 +109,12 @@ TEST_F(TapeList, TheLengthReadsItsHighPartFromTheLabelAlone) {
   const std::vector<std::string> lines = Lines(out.str());
   ASSERT_EQ(lines.size(), 12u);
   EXPECT_EQ(Column(lines[10], 28, 38), "100000700");
+  // The scan one label at a time, as the tool's listing makes it: 1 for each, 0 at the end.
+  tape_volume_label volume;
+  tape_file_label_basic label;
+  device.GetVolumeLabel(volume);
+  EXPECT_EQ(device.GetNextEndLabel(label), 1);
+  EXPECT_EQ(device.GetNextEndLabel(label), 0);
 }
 
 // The dump counts the blocks between labels and, at an end of the data that
@@ -122,6 +128,7 @@ TEST_F(TapeList, TheLabelDumpCountsTheBlocksBetweenLabels) {
     FakeTapeDev(m_config, m_drive).PrintLabelsList(out);
     const std::string text = out.str();
     EXPECT_EQ(text.find("\ntape_volume_label={---"), 0u);
+    EXPECT_NE(text.find("-\nproduct_name=\t\t(FOLIANTIX )\nproduct_ver=\t\t(3.5.00      )\n"), std::string::npos);
     EXPECT_NE(text.find("m_vol_id.volume_name =\t(VOL_A           )\n"), std::string::npos);
     const std::size_t start = text.find("************* file number=1  *****************\n"
                                         "blocks between labels=0, calculated=0\n\ntape_file_label_basic={");

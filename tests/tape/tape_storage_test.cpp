@@ -134,6 +134,42 @@ TEST(TapeMedia, WhatTapeCannotDoRaisesTheTapeMediaFailure) {
   EXPECT_EQ(tape->GetFileSize(), 0);
 }
 
+// A handle whose close fails is destroyed with its files all the same: its
+// device no longer holds the drive, and the run goes on.
+TEST(TapeStorage, AHandleWhoseCloseFailsLetsTheDriveGo) {
+  TempDir dir;
+  const std::string library = dir.Join("library");
+  FnxVtapeLibrarySpec spec;
+  spec.blockSize = 512;
+  spec.capacityBytes = 1 << 20;
+  FnxVtapeCreateLibrary(library, spec);
+  FnxVtapeInsert(library, FnxVtapeGetStatus(library).cartridges.at(0).name);
+  CFnx_Dal_ConfigurationTape config;
+  CFnx_Dal_ConfigValues values;
+  values.m_type = 7;
+  values.m_name = "closing";
+  values.m_dasName = "DAS_CLOSE";
+  values.m_volumeName = "CLOSE";
+  values.m_deviceName = "vtape:" + library;
+  values.m_newVolume1 = true;
+  config.SetValues(values);
+  CFnx_Dal_Storage::BackupStart(&config);
+  {
+    CFnx_Dal_Storage handle;
+    handle.OpenForWriting("tape", &config);
+    std::uint32_t written = 0;
+    ASSERT_TRUE(handle.Write("abc", 3, written, -1));
+    FnxVtapeFault fault;
+    fault.call = "write";
+    fault.error = 1117;
+    fault.always = true;
+    FnxVtapeScriptFault(library, fault);
+    EXPECT_THROW(handle.Close(true), FNXError);
+  }
+  FnxVtapeClearFaults(library);
+  EXPECT_NO_THROW(CFnx_Dal_Storage::BackupEnd(&config));
+}
+
 // The run of the storage handle over several volumes: the operator inserts a
 // blank cartridge for each new volume, every document whose write came back
 // short is written anew, the listing of each volume shows its documents, and

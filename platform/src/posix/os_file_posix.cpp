@@ -35,6 +35,32 @@ void ReleaseLocks(int fd) {
   errno = saved;
 }
 
+// False, with errno set, for a transfer that cannot start: no open file, a
+// negative length or no buffer.
+bool Transferable(bool open, const void* buffer, int length) {
+  if (open && length >= 0 && (buffer || length == 0)) return true;
+  errno = open ? EINVAL : EBADF;
+  return false;
+}
+
+// Repeats call(done), a read or write of the rest, until length bytes are
+// moved or a call moves none (the end of the file); a failure after some
+// bytes ends the transfer short, one before any answers -1.
+template <typename Call>
+int Transfer(int length, Call call) {
+  int done = 0;
+  while (done < length) {
+    const ssize_t n = call(done);
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      return done > 0 ? done : -1;
+    }
+    if (n == 0) break;
+    done += static_cast<int>(n);
+  }
+  return done;
+}
+
 }  // namespace
 
 void os_file_native_state_delete::operator()(os_file_native_state* state) const { delete state; }
@@ -51,38 +77,17 @@ void os_file::close() {
 }
 
 int os_file::read(void* buffer, int length) {
-  if (!is_open() || length < 0 || (!buffer && length > 0)) {
-    errno = is_open() ? EINVAL : EBADF;
-    return -1;
-  }
-  int done = 0;
-  while (done < length) {
-    const ssize_t n = os_sys.read(Fd(m_handle), static_cast<char*>(buffer) + done, static_cast<size_t>(length - done));
-    if (n < 0) {
-      if (errno == EINTR) continue;
-      return done > 0 ? done : -1;
-    }
-    if (n == 0) break;
-    done += static_cast<int>(n);
-  }
-  return done;
+  if (!Transferable(is_open(), buffer, length)) return -1;
+  return Transfer(length, [&](int done) {
+    return os_sys.read(Fd(m_handle), static_cast<char*>(buffer) + done, static_cast<size_t>(length - done));
+  });
 }
 
 int os_file::write(const void* buffer, int length) {
-  if (!is_open() || length < 0 || (!buffer && length > 0)) {
-    errno = is_open() ? EINVAL : EBADF;
-    return -1;
-  }
-  int done = 0;
-  while (done < length) {
-    const ssize_t n = os_sys.write(Fd(m_handle), static_cast<const char*>(buffer) + done, static_cast<size_t>(length - done));
-    if (n < 0) {
-      if (errno == EINTR) continue;
-      return done > 0 ? done : -1;
-    }
-    done += static_cast<int>(n);
-  }
-  return done;
+  if (!Transferable(is_open(), buffer, length)) return -1;
+  return Transfer(length, [&](int done) {
+    return os_sys.write(Fd(m_handle), static_cast<const char*>(buffer) + done, static_cast<size_t>(length - done));
+  });
 }
 
 bool os_file::add_lock(const os_file_lock& lock, bool wait) {

@@ -48,6 +48,29 @@ DWORD UnlockAll(HANDLE handle, std::unique_ptr<os_file_native_state, os_file_nat
   return failure;
 }
 
+// False, with the last error set, for a transfer that cannot start: no open
+// file, a negative length or no buffer.
+bool Transferable(bool open, const void* buffer, int length) {
+  if (open && length >= 0 && (buffer || length == 0)) return true;
+  ::SetLastError(open ? ERROR_INVALID_PARAMETER : ERROR_INVALID_HANDLE);
+  return false;
+}
+
+// Repeats call(done, &count), a ReadFile or WriteFile of the rest, until
+// length bytes are moved or a call moves none (the end of the file); a
+// failure after some bytes ends the transfer short, one before any answers -1.
+template <typename Call>
+int Transfer(int length, Call call) {
+  int done = 0;
+  while (done < length) {
+    DWORD count = 0;
+    if (!call(done, &count)) return done > 0 ? done : -1;
+    if (count == 0) break;
+    done += static_cast<int>(count);
+  }
+  return done;
+}
+
 }  // namespace
 
 void os_file_native_state_delete::operator()(os_file_native_state* state) const { delete state; }
@@ -66,38 +89,19 @@ void os_file::close() {
 }
 
 int os_file::read(void* buffer, int length) {
-  if (!is_open() || length < 0 || (!buffer && length > 0)) {
-    ::SetLastError(is_open() ? ERROR_INVALID_PARAMETER : ERROR_INVALID_HANDLE);
-    return -1;
-  }
-  int done = 0;
-  while (done < length) {
-    DWORD count = 0;
-    if (!os_sys.ReadFile(Win32Handle(m_handle), static_cast<char*>(buffer) + done,
-                         static_cast<DWORD>(length - done), &count, nullptr)) {
-      return done > 0 ? done : -1;
-    }
-    if (count == 0) break;
-    done += static_cast<int>(count);
-  }
-  return done;
+  if (!Transferable(is_open(), buffer, length)) return -1;
+  return Transfer(length, [&](int done, DWORD* count) {
+    return os_sys.ReadFile(Win32Handle(m_handle), static_cast<char*>(buffer) + done,
+                           static_cast<DWORD>(length - done), count, nullptr);
+  });
 }
 
 int os_file::write(const void* buffer, int length) {
-  if (!is_open() || length < 0 || (!buffer && length > 0)) {
-    ::SetLastError(is_open() ? ERROR_INVALID_PARAMETER : ERROR_INVALID_HANDLE);
-    return -1;
-  }
-  int done = 0;
-  while (done < length) {
-    DWORD count = 0;
-    if (!os_sys.WriteFile(Win32Handle(m_handle), static_cast<const char*>(buffer) + done,
-                          static_cast<DWORD>(length - done), &count, nullptr)) {
-      return done > 0 ? done : -1;
-    }
-    done += static_cast<int>(count);
-  }
-  return done;
+  if (!Transferable(is_open(), buffer, length)) return -1;
+  return Transfer(length, [&](int done, DWORD* count) {
+    return os_sys.WriteFile(Win32Handle(m_handle), static_cast<const char*>(buffer) + done,
+                            static_cast<DWORD>(length - done), count, nullptr);
+  });
 }
 
 bool os_file::add_lock(const os_file_lock& lock, bool wait) {
