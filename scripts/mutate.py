@@ -220,6 +220,10 @@ def run(cmd, cwd, limit=None, env=None):
         os.killpg(proc.pid, signal.SIGKILL)
         out, _ = proc.communicate()
         return None, out.decode(errors="replace")
+    except KeyboardInterrupt:  # also SIGTERM, see main: nothing of the run stays behind
+        os.killpg(proc.pid, signal.SIGKILL)
+        proc.communicate()
+        raise
 
 
 def tree_files(source, commit):
@@ -272,6 +276,7 @@ class Build:
         self.dir = os.path.join(scratch, "build")
         self.jobs = jobs
         self.timeout = timeout
+        self.targets = {}  # suite name: whether a build target has that name
         self.env = dict(os.environ, CCACHE_BASEDIR=scratch, CCACHE_NOHASHDIR="1", GTEST_FAIL_FAST="1")
 
     def configure(self):
@@ -282,11 +287,18 @@ class Build:
         if rc != 0:
             sys.exit("cmake failed:\n" + out)
 
-    def build(self, targets=()):
-        """Builds the library and the given suites (everything without)."""
+    def is_target(self, name):
+        if name not in self.targets:
+            rc, _ = run(["ninja", "-C", self.dir, "-t", "query", name], self.src, env=self.env)
+            self.targets[name] = rc == 0
+        return self.targets[name]
+
+    def build(self, suites=()):
+        """Builds the library and the given suites; everything when a suite's
+        program is not named after it, or when no suite is given."""
         cmd = ["cmake", "--build", self.dir, "-j", str(self.jobs)]
-        if targets:
-            cmd += ["--target", "dal_storage_static"] + list(targets)
+        if suites and all(self.is_target(name) for name in suites):
+            cmd += ["--target", "dal_storage_static"] + list(suites)
         rc, out = run(cmd, self.src, env=self.env)
         return rc == 0, out
 
@@ -417,6 +429,7 @@ def report(args, head, results, suites, started):
 
 
 def main():
+    signal.signal(signal.SIGTERM, signal.default_int_handler)  # stopped: restore the file, end the child
     parser = argparse.ArgumentParser(description=__doc__.split("\n\n")[0])
     parser.add_argument("--seed", default="1", help="picks which mutants (default 1)")
     parser.add_argument("--sample", type=int, default=30, help="compiling mutants to run (default 30)")
