@@ -88,10 +88,11 @@ const NumberCase kCases[] = {
        return Numbers{t.Write(tape, 0, 4), t.Write(tape, 4, 1)};
      },
      {0, 1100}},
-    {"an error at the 2nd read, once; and at every write from the 1st",
+    {"errors at the 1st and the 2nd read, once each; and at every write from the 1st",
      [](VtapeTest& t) {
        const auto tape = t.OpenReady();
        Numbers n{t.Write(tape, 0, 3), t.Seek(tape, 0)};
+       FnxVtapeScriptFault(t.m_dir.path(), FailCall("read", 1, 23, false));
        FnxVtapeScriptFault(t.m_dir.path(), FailCall("read", 2, 38, false));
        FnxVtapeScriptFault(t.m_dir.path(), FailCall("write", 1, 1117, true));
        std::uint32_t done = 0;
@@ -100,7 +101,7 @@ const NumberCase kCases[] = {
        n.push_back(t.Write(tape, 2, 1));
        return n;
      },
-     {0, 0, 0, 38, 0, 1117, 1117}},
+     {0, 0, 23, 38, 0, 1117, 1117}},
     {"a transfer that is not a whole number of blocks: 87",
      [](VtapeTest& t) {
        const auto tape = t.OpenReady();

@@ -7,6 +7,7 @@
 #include "commands.h"
 #include "console.h"
 #include "dal_storage.h"
+#include "dal_tape_dev.h"
 #include "documents.h"
 #include "run_state.h"
 #include "terminal.h"
@@ -51,8 +52,21 @@ void TapeSession::Save() {
 
 namespace {
 
+void ContinueOnNewVolume(CFnx_Dal_ConfigurationTape& config) {
+  CFnx_Dal_ConfigValues values;
+  config.GetValues(values);
+  const CFnx_Dal_ConfigValues before = values;
+  values.m_newVolume1 = values.m_newVolume2 = true;
+  config.SetValues(values);
+  CFnx_Dal_Storage::BackupStart(&config);
+  config.GetValues(values);
+  values.m_newVolume1 = before.m_newVolume1;
+  values.m_newVolume2 = before.m_newVolume2;
+  config.SetValues(values);
+}
+
 bool WriteTapeCopy(CFnx_Dal_ConfigurationTape& config, const std::string& bytes, Progress* progress,
-                   std::string& location) {
+                   std::string& location, bool& volumeFull) {
   CFnx_Dal_Storage document;
   document.OpenForWriting("tape", &config);
   constexpr std::size_t kPiece = 1 << 20;
@@ -67,7 +81,21 @@ bool WriteTapeCopy(CFnx_Dal_ConfigurationTape& config, const std::string& bytes,
       return false;
     }
   }
-  document.Close(false);
+  // The end of the medium at the close: the early warning leaves room for
+  // the end label, so a second close ends the file. When that fails too the
+  // volume is full to its end, and a copy written anew at the run's end
+  // block would meet the same end: the run goes on on a new volume.
+  for (int close = 1;; ++close) {
+    try {
+      document.Close(false);
+      break;
+    } catch (const end_of_tape_error&) {
+      if (close == 2) {
+        volumeFull = true;
+        return false;  // the handle gives the unfinished copy up, and the drive
+      }
+    }
+  }
   location = document.GetName();
   return true;
 }
@@ -76,7 +104,12 @@ bool WriteTapeCopy(CFnx_Dal_ConfigurationTape& config, const std::string& bytes,
 
 std::string WriteToTape(CFnx_Dal_ConfigurationTape& config, const std::string& bytes, Progress* progress) {
   std::string location;
-  for (int attempt = 1; !WriteTapeCopy(config, bytes, progress, location); ++attempt) {
+  bool volumeFull = false;
+  for (int attempt = 1; !WriteTapeCopy(config, bytes, progress, location, volumeFull); ++attempt) {
+    if (volumeFull) {
+      ContinueOnNewVolume(config);
+      volumeFull = false;
+    }
     // A document larger than a whole volume would go on for ever.
     if (attempt == 3) throw UsageError("a document of " + std::to_string(bytes.size()) +
                                        " bytes came back short on three volumes");

@@ -132,21 +132,25 @@ std::uint32_t vtape_drive::persist(const std::function<void(vtape_state&)>& chan
 
 std::uint32_t vtape_drive::begin(call_id call) {
   if (m_watch->changed()) refresh();
+  // Every fault of this call counts it, also when another one fires on it,
+  // so that faults at the 1st and the 2nd call fire on those calls.
+  auto firing = m_faults.end();
   for (auto it = m_faults.begin(); it != m_faults.end(); ++it) {
     if (it->call == "eom" || vtape_call_index(it->call) != call) continue;
     if (it->at > 1) {
       --it->at;
-      continue;
+    } else if (firing == m_faults.end()) {
+      firing = it;
     }
-    const std::uint32_t error = it->error;
-    if (!it->always) {
-      m_fired.push_back(it->id);
-      m_faults.erase(it);
-      persist();
-    }
-    return error;
   }
-  return 0;
+  if (firing == m_faults.end()) return 0;
+  const std::uint32_t error = firing->error;
+  if (!firing->always) {
+    m_fired.push_back(firing->id);
+    m_faults.erase(firing);
+    persist();
+  }
+  return error;
 }
 
 std::uint32_t vtape_drive::medium(bool consume) {
