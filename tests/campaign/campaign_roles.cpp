@@ -32,20 +32,7 @@ int WriteForever(const std::string& root, int limit, std::uint64_t seedBase, con
     const std::uint64_t seed = seedBase + i;
     const std::size_t size = static_cast<std::size_t>(random() % (kLargestDocument + 1));
     const std::string content = DocumentBytes(seed, size);
-    CFnx_Dal_Storage document;
-    if (!document.OpenForWriting("disk", config.get())) throw std::runtime_error("open for writing refused");
-    std::size_t done = 0;
-    const int calls = 1 + static_cast<int>(random() % 3);
-    for (int call = 1; call <= calls; ++call) {
-      const std::size_t piece = call == calls ? size - done : (size - done) / 2;
-      std::uint32_t written = 0;
-      if (!document.Write(content.data() + done, static_cast<std::uint32_t>(piece), written, -1) || written != piece) {
-        throw std::runtime_error("short write of " + document.GetName());
-      }
-      done += piece;
-    }
-    document.Close(false);
-    AppendLine(list, document.GetName() + "\t" + std::to_string(seed) + "\t" + std::to_string(size));
+    AppendLine(list, StoreInPieces(*config, content, random) + "\t" + std::to_string(seed) + "\t" + std::to_string(size));
   }
 }
 

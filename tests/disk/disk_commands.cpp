@@ -33,21 +33,7 @@ int WriteDocuments(const ChildArgs& args) {
     const std::uint64_t documentSeed = seed * 1000003u + static_cast<std::uint64_t>(i);
     const std::size_t size = static_cast<std::size_t>(random() % (256 * 1024 + 1));
     const std::string content = DocumentBytes(documentSeed, size);
-    CFnx_Dal_Storage document;
-    if (!document.OpenForWriting("disk", config.get())) throw std::runtime_error("open refused");
-    // One to three calls, so that writes go on where the last one ended.
-    std::size_t done = 0;
-    const int calls = 1 + static_cast<int>(random() % 3);
-    for (int call = 1; call <= calls; ++call) {
-      const std::size_t piece = call == calls ? size - done : (size - done) / 2;
-      std::uint32_t written = 0;
-      if (!document.Write(content.data() + done, static_cast<std::uint32_t>(piece), written, -1) || written != piece) {
-        throw std::runtime_error("short write of " + document.GetName());
-      }
-      done += piece;
-    }
-    document.Close(false);
-    AppendLine(list, document.GetName() + "\t" + std::to_string(documentSeed) + "\t" + std::to_string(size));
+    AppendLine(list, StoreInPieces(*config, content, random) + "\t" + std::to_string(documentSeed) + "\t" + std::to_string(size));
   }
   return 0;
 }

@@ -2,8 +2,10 @@
 
 #include <fstream>
 #include <sstream>
+#include <stdexcept>
 
 #include "dal_configuration_filesystem.h"
+#include "dal_storage.h"
 #include "os_path.h"
 #include "os_text.h"
 #include "osl_directory.h"
@@ -67,4 +69,21 @@ long DirFileCount(const std::string& directory) {
   static const std::string key = "NumberOfFilesInDirectory=";
   const std::size_t at = all.find(key);
   return at == std::string::npos ? -1 : DalAtol(all.substr(at + key.size()));
+}
+
+std::string StoreInPieces(CFnx_Dal_Configuration& config, const std::string& content, std::mt19937_64& random) {
+  CFnx_Dal_Storage document;
+  if (!document.OpenForWriting("disk", &config)) throw std::runtime_error("open for writing refused");
+  std::size_t done = 0;
+  const int calls = 1 + static_cast<int>(random() % 3);
+  for (int call = 1; call <= calls; ++call) {
+    const std::size_t piece = call == calls ? content.size() - done : (content.size() - done) / 2;
+    std::uint32_t written = 0;
+    if (!document.Write(content.data() + done, static_cast<std::uint32_t>(piece), written, -1) || written != piece) {
+      throw std::runtime_error("short write of " + document.GetName());
+    }
+    done += piece;
+  }
+  document.Close(false);
+  return document.GetName();
 }

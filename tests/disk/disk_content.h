@@ -4,8 +4,11 @@
 // lists through which processes announce documents, and a look at a root's
 // date directories.
 #include <cstdint>
+#include <random>
 #include <string>
 #include <vector>
+
+class CFnx_Dal_Configuration;
 
 // size bytes of a stream that only the seed decides (splitmix64).
 inline std::string DocumentBytes(std::uint64_t seed, std::size_t size) {
@@ -32,6 +35,11 @@ std::vector<std::string> ReadLines(const std::string& path);
 // Appends one line and flushes it, so that readers in other processes see
 // whole lines only.
 void AppendLine(const std::string& path, const std::string& line);
+
+// Stores content as a new document in one to three write calls that random
+// picks, so that writes go on where the last one ended; returns its name.
+// Throws std::runtime_error when the open is refused or a write comes back short.
+std::string StoreInPieces(CFnx_Dal_Configuration& config, const std::string& content, std::mt19937_64& random);
 
 // The names of the date directories directly under root.
 std::vector<std::string> DateDirectories(const std::string& root);
