@@ -116,11 +116,11 @@ class NoOperator {
 struct Drive {
   Drive(const fs::path& library, std::uint64_t capacity, std::uint32_t block) : directory(library.string()) {
     fs::remove_all(library);
-    FnxVtapeLibrarySpec spec;
-    spec.cartridges = 1;
-    spec.blockSize = block;
-    spec.capacityBytes = capacity;
-    FnxVtapeCreateLibrary(directory, spec);
+    FnxVtapeLibraryShape shape;
+    shape.cartridges = 1;
+    shape.blockSize = block;
+    shape.capacityBytes = capacity;
+    FnxVtapeCreateLibrary(directory, shape);
     FnxVtapeInsert(directory, FnxVtapeGetStatus(directory).cartridges.at(0).name);
     CFnx_Dal_ConfigValues values;
     values.m_type = kOperatorId.getType();

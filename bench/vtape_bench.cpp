@@ -96,11 +96,11 @@ Rate RateOf(double mib, const Cost& cost) { return Rate{mib / cost.wall, cost.cp
 Rates Round(const std::string& dir, const Settings& settings, const Cost& ddStart, bool tapeFirst) {
   const std::string library = os_path(dir, "library");
   const std::string file = os_path(dir, "plain.bin");
-  FnxVtapeLibrarySpec spec;
-  spec.blockSize = kCall;
-  spec.capacityBytes = settings.size + settings.size / 8 + 64 * kCall;
-  spec.warningBytes = 32 * kCall;
-  FnxVtapeCreateLibrary(library, spec);
+  FnxVtapeLibraryShape shape;
+  shape.blockSize = kCall;
+  shape.capacityBytes = settings.size + settings.size / 8 + 64 * kCall;
+  shape.warningBytes = 32 * kCall;
+  FnxVtapeCreateLibrary(library, shape);
   FnxVtapeInsert(library, "C001");
   CTapeApi tape("vtape:" + library);
   tape.CheckTapeStatus();  // takes the 1110 of the insert

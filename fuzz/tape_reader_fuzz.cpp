@@ -39,10 +39,10 @@ constexpr std::size_t kMostRestored = 1 << 20;
 class Drive {
  public:
   Drive() : m_library((fs::temp_directory_path() / ("fnx_tape_reader_fuzz_" + RandomNumber())).string()) {
-    FnxVtapeLibrarySpec spec;
-    spec.blockSize = kBlock;
-    spec.capacityBytes = 4 << 20;
-    FnxVtapeCreateLibrary(m_library, spec);
+    FnxVtapeLibraryShape shape;
+    shape.blockSize = kBlock;
+    shape.capacityBytes = 4 << 20;
+    FnxVtapeCreateLibrary(m_library, shape);
     m_cartridge = FnxVtapeGetStatus(m_library).cartridges.at(0).name;
     FnxVtapeInsert(m_library, m_cartridge);
     FnxVtapeRegisterName("\\\\.\\TAPE97", m_library);

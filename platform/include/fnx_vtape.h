@@ -20,7 +20,8 @@
 
 #include "fnx_export.h"
 
-struct FnxVtapeLibrarySpec {
+// What a new library is made of: its cartridges, their block size and size.
+struct FnxVtapeLibraryShape {
   unsigned cartridges = 1;             // 1 to 999
   std::uint32_t blockSize = 65536;     // 512 to 65536 and dividing 65536; 0: variable mode
   std::uint64_t capacityBytes = 0;     // of each cartridge, at least one block
@@ -70,7 +71,7 @@ struct FnxVtapeFault {
 
 // Makes a library: the directory (created when missing; its parent must
 // exist), blank cartridges, none in the drive.
-FNX_API void FnxVtapeCreateLibrary(const std::string& directory, const FnxVtapeLibrarySpec& spec);
+FNX_API void FnxVtapeCreateLibrary(const std::string& directory, const FnxVtapeLibraryShape& shape);
 // Puts a cartridge into the drive, loaded at block 0, ejecting the one there
 // first. The next tape call gets 1110.
 FNX_API void FnxVtapeInsert(const std::string& directory, const std::string& cartridge);

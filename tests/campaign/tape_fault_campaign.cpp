@@ -140,11 +140,11 @@ void RunFaultCampaign(int faults, std::uint64_t seed, TapeCampaignFigures& figur
   std::mt19937_64 random(seed);
   TempDir dir;
   const std::string library = dir.Join("library");
-  FnxVtapeLibrarySpec spec;
-  spec.cartridges = static_cast<unsigned>(std::min(999, 8 + faults * 2));
-  spec.blockSize = 512;
-  spec.capacityBytes = 2 << 20;
-  FnxVtapeCreateLibrary(library, spec);
+  FnxVtapeLibraryShape shape;
+  shape.cartridges = static_cast<unsigned>(std::min(999, 8 + faults * 2));
+  shape.blockSize = 512;
+  shape.capacityBytes = 2 << 20;
+  FnxVtapeCreateLibrary(library, shape);
   std::vector<std::string> blanks;
   for (const FnxVtapeCartridgeStatus& cartridge : FnxVtapeGetStatus(library).cartridges) blanks.push_back(cartridge.name);
   const std::string first = blanks.front();

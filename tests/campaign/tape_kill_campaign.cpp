@@ -24,11 +24,11 @@ std::vector<std::string> Cartridges(const std::string& library) {
 }
 
 void MakeLibrary(const std::string& library, std::uint32_t blockSize) {
-  FnxVtapeLibrarySpec spec;
-  spec.cartridges = kCartridges;
-  spec.blockSize = blockSize;
-  spec.capacityBytes = 2 << 20;  // a few dozen documents fill a volume
-  FnxVtapeCreateLibrary(library, spec);
+  FnxVtapeLibraryShape shape;
+  shape.cartridges = kCartridges;
+  shape.blockSize = blockSize;
+  shape.capacityBytes = 2 << 20;  // a few dozen documents fill a volume
+  FnxVtapeCreateLibrary(library, shape);
   FnxVtapeInsert(library, Cartridges(library).front());
 }
 

@@ -91,11 +91,11 @@ TEST_F(HostProcess, FailuresInsideTheLibraryAreCaughtByTheHostAsFNXError) {
 // failures cross the boundary as values and as FNXError with a number.
 TEST_F(HostProcess, ManagesAVirtualTapeLibrary) {
   const std::string library = (root / "library").string();
-  FnxVtapeLibrarySpec spec;
-  spec.cartridges = 3;
-  spec.blockSize = 4096;
-  spec.capacityBytes = 1 << 20;
-  FnxVtapeCreateLibrary(library, spec);
+  FnxVtapeLibraryShape shape;
+  shape.cartridges = 3;
+  shape.blockSize = 4096;
+  shape.capacityBytes = 1 << 20;
+  FnxVtapeCreateLibrary(library, shape);
   FnxVtapeInsert(library, "C002");
   FnxVtapeProtect(library, "C003", true);
   FnxVtapeFault fault;
@@ -123,7 +123,7 @@ TEST_F(HostProcess, ManagesAVirtualTapeLibrary) {
     EXPECT_NE(error.Text().find("C009"), std::string::npos) << error.Text();
   }
   try {
-    FnxVtapeCreateLibrary(library, spec);
+    FnxVtapeCreateLibrary(library, shape);
     ADD_FAILURE() << "a library was made over another";
   } catch (const FNXError& error) {
     EXPECT_EQ(error.Code(), 5) << error.Text();

@@ -55,11 +55,11 @@ class LogLines {
 class VirtualLibrary {
  public:
   explicit VirtualLibrary(std::uint32_t block_size = kBlock) {
-    FnxVtapeLibrarySpec spec;
-    spec.cartridges = 2;
-    spec.blockSize = block_size;
-    spec.capacityBytes = 1024 * 1024;
-    FnxVtapeCreateLibrary(m_path, spec);
+    FnxVtapeLibraryShape shape;
+    shape.cartridges = 2;
+    shape.blockSize = block_size;
+    shape.capacityBytes = 1024 * 1024;
+    FnxVtapeCreateLibrary(m_path, shape);
     FnxVtapeInsert(m_path, "C001");
   }
   const std::string& path() const { return m_path; }

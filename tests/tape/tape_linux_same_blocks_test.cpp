@@ -94,10 +94,10 @@ TEST(LinuxTape, ABackupOfThreeFilesListsAndRestoresWithTheVirtualDrivesBlockNumb
   const std::vector<std::string> files = {Content(700, 'a'), Content(2 * 65528 + 3, 'b'), Content(1, 'c')};
   TempDir dir;
   const std::string library = dir.Join("library");
-  FnxVtapeLibrarySpec spec;
-  spec.blockSize = kBlock;
-  spec.capacityBytes = 16u << 20;
-  FnxVtapeCreateLibrary(library, spec);
+  FnxVtapeLibraryShape shape;
+  shape.blockSize = kBlock;
+  shape.capacityBytes = 16u << 20;
+  FnxVtapeCreateLibrary(library, shape);
   FnxVtapeInsert(library, "C001");
   const Volume on_virtual = BackupListRestore("vtape:" + library, files);
 

@@ -139,10 +139,10 @@ TEST(TapeMedia, WhatTapeCannotDoRaisesTheTapeMediaFailure) {
 TEST(TapeStorage, AHandleWhoseCloseFailsLetsTheDriveGo) {
   TempDir dir;
   const std::string library = dir.Join("library");
-  FnxVtapeLibrarySpec spec;
-  spec.blockSize = 512;
-  spec.capacityBytes = 1 << 20;
-  FnxVtapeCreateLibrary(library, spec);
+  FnxVtapeLibraryShape shape;
+  shape.blockSize = 512;
+  shape.capacityBytes = 1 << 20;
+  FnxVtapeCreateLibrary(library, shape);
   FnxVtapeInsert(library, FnxVtapeGetStatus(library).cartridges.at(0).name);
   CFnx_Dal_ConfigurationTape config;
   CFnx_Dal_ConfigValues values;
@@ -179,14 +179,14 @@ TEST(TapeStorage, ABackupRunOverSeveralVolumesRestoresInAnotherProcess) {
   TempDir dir;
   const std::string library = dir.Join("library");
   const std::vector<std::size_t> sizes = DocumentSizes(kDocuments);
-  FnxVtapeLibrarySpec spec;
-  spec.cartridges = 9;
-  spec.blockSize = 65536;
+  FnxVtapeLibraryShape shape;
+  shape.cartridges = 9;
+  shape.blockSize = 65536;
   // Two labels and the records of each file; the run fills four volumes.
   std::uint64_t blocks = 0;
   for (std::size_t size : sizes) blocks += 3 + size / 65528;
-  spec.capacityBytes = blocks / 4 * spec.blockSize;
-  FnxVtapeCreateLibrary(library, spec);
+  shape.capacityBytes = blocks / 4 * shape.blockSize;
+  FnxVtapeCreateLibrary(library, shape);
   std::vector<std::string> blanks;
   for (const auto& cartridge : FnxVtapeGetStatus(library).cartridges) blanks.push_back(cartridge.name);
   FnxVtapeInsert(library, blanks.front());

@@ -13,10 +13,10 @@ namespace {
 
 class FakeTestDrive final : public TapeTestDrive {
  public:
-  explicit FakeTestDrive(const TapeDriveSpec& spec) : m_drive(spec.block_size) {
-    for (std::size_t i = 0; i < spec.cartridges; ++i) {
+  explicit FakeTestDrive(const TapeDriveShape& shape) : m_drive(shape.block_size) {
+    for (std::size_t i = 0; i < shape.cartridges; ++i) {
       m_cartridges.push_back(std::make_shared<FakeCartridge>());
-      m_cartridges.back()->end_of_medium = spec.end_of_medium;
+      m_cartridges.back()->end_of_medium = shape.end_of_medium;
     }
     Insert(0);
   }
@@ -41,15 +41,15 @@ class FakeTestDrive final : public TapeTestDrive {
 };
 
 // Its cartridges are C001, C002, ...; the early-warning zone begins at the
-// spec's end of the medium, where the first write fails as the fake's does.
+// shape's end of the medium, where the first write fails as the fake's does.
 class VirtualTestDrive final : public TapeTestDrive {
  public:
-  explicit VirtualTestDrive(const TapeDriveSpec& spec) : m_block_size(spec.block_size) {
-    FnxVtapeLibrarySpec library;
-    library.cartridges = static_cast<unsigned>(spec.cartridges);
-    library.blockSize = spec.block_size;
-    library.warningBytes = 64ull * spec.block_size;
-    library.capacityBytes = std::uint64_t{spec.end_of_medium} * spec.block_size + library.warningBytes;
+  explicit VirtualTestDrive(const TapeDriveShape& shape) : m_block_size(shape.block_size) {
+    FnxVtapeLibraryShape library;
+    library.cartridges = static_cast<unsigned>(shape.cartridges);
+    library.blockSize = shape.block_size;
+    library.warningBytes = 64ull * shape.block_size;
+    library.capacityBytes = std::uint64_t{shape.end_of_medium} * shape.block_size + library.warningBytes;
     FnxVtapeCreateLibrary(m_library, library);
     Insert(0);
   }
@@ -88,12 +88,12 @@ class VirtualTestDrive final : public TapeTestDrive {
 
 }  // namespace
 
-std::unique_ptr<TapeTestDrive> MakeFakeTestDrive(const TapeDriveSpec& spec) {
-  return std::make_unique<FakeTestDrive>(spec);
+std::unique_ptr<TapeTestDrive> MakeFakeTestDrive(const TapeDriveShape& shape) {
+  return std::make_unique<FakeTestDrive>(shape);
 }
 
-std::unique_ptr<TapeTestDrive> MakeVirtualTestDrive(const TapeDriveSpec& spec) {
-  return std::make_unique<VirtualTestDrive>(spec);
+std::unique_ptr<TapeTestDrive> MakeVirtualTestDrive(const TapeDriveShape& shape) {
+  return std::make_unique<VirtualTestDrive>(shape);
 }
 
 std::string TapeDriveName(TapeDriveFactory factory) { return factory == &MakeFakeTestDrive ? "fake" : "virtual"; }

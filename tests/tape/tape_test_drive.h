@@ -9,7 +9,7 @@
 
 #include "dal_tape_dev.h"
 
-struct TapeDriveSpec {
+struct TapeDriveShape {
   std::uint32_t block_size = 512;
   std::size_t cartridges = 1;
   std::uint32_t end_of_medium = 1u << 20;  // the first block that no write reaches
@@ -23,7 +23,7 @@ class TapeTestDrive {
   virtual std::string DeviceName() const = 0;
   // A device for one call or one file, as the tape media adapter makes them.
   virtual std::unique_ptr<CFnx_Dal_TapeDev> Device(CFnx_Dal_ConfigurationTape& config) = 0;
-  // Puts cartridge 0, 1, ... of the spec into the drive, at block 0.
+  // Puts cartridge 0, 1, ... of the shape into the drive, at block 0.
   virtual void Insert(std::size_t cartridge) = 0;
   virtual std::size_t Loaded() const = 0;
   // The block the drive stands at, as the last device left it.
@@ -32,11 +32,11 @@ class TapeTestDrive {
   virtual std::string Block(std::size_t cartridge, std::uint32_t n) const = 0;
 };
 
-using TapeDriveFactory = std::unique_ptr<TapeTestDrive> (*)(const TapeDriveSpec& spec);
+using TapeDriveFactory = std::unique_ptr<TapeTestDrive> (*)(const TapeDriveShape& shape);
 
 // Cartridge 0 in the drive, the others blank beside it.
-std::unique_ptr<TapeTestDrive> MakeFakeTestDrive(const TapeDriveSpec& spec);
-std::unique_ptr<TapeTestDrive> MakeVirtualTestDrive(const TapeDriveSpec& spec);
+std::unique_ptr<TapeTestDrive> MakeFakeTestDrive(const TapeDriveShape& shape);
+std::unique_ptr<TapeTestDrive> MakeVirtualTestDrive(const TapeDriveShape& shape);
 
 // For INSTANTIATE_TEST_SUITE_P: "fake" or "virtual".
 std::string TapeDriveName(TapeDriveFactory factory);

@@ -41,10 +41,10 @@ const DamageCase kCases[] = {
     {"an image of another block size than the library says",
      [](VtapeTest& t) {
        TempDir other;
-       FnxVtapeLibrarySpec spec;
-       spec.blockSize = 1024;
-       spec.capacityBytes = 64 * 1024;
-       FnxVtapeCreateLibrary(other.path(), spec);
+       FnxVtapeLibraryShape shape;
+       shape.blockSize = 1024;
+       shape.capacityBytes = 64 * 1024;
+       FnxVtapeCreateLibrary(other.path(), shape);
        WriteFile(Image(t, "C001"), ReadFile(other.Join("C001.tape")));
      },
      0, 1392},

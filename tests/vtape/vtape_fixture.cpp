@@ -17,12 +17,12 @@ std::vector<char> BlockContent(std::uint32_t block_size, std::uint64_t number, s
 void VtapeTest::MakeLibrary(std::uint32_t block_size, std::uint64_t blocks, std::uint64_t warning,
                             unsigned cartridges) {
   m_block_size = block_size;
-  FnxVtapeLibrarySpec spec;
-  spec.cartridges = cartridges;
-  spec.blockSize = block_size;
-  spec.capacityBytes = blocks * (block_size ? block_size : 512);
-  spec.warningBytes = warning * (block_size ? block_size : 512);
-  FnxVtapeCreateLibrary(m_dir.path(), spec);
+  FnxVtapeLibraryShape shape;
+  shape.cartridges = cartridges;
+  shape.blockSize = block_size;
+  shape.capacityBytes = blocks * (block_size ? block_size : 512);
+  shape.warningBytes = warning * (block_size ? block_size : 512);
+  FnxVtapeCreateLibrary(m_dir.path(), shape);
   FnxVtapeInsert(m_dir.path(), "C001");
 }
 

@@ -93,14 +93,14 @@ std::size_t TotalBytes(const std::vector<Document>& documents) {
 void TapePart(std::vector<Document>& documents, const std::string& directory) {
   const std::string library = (std::filesystem::path(directory) / "vtape").string();
   const std::string drive = "vtape:" + library;
-  FnxVtapeLibrarySpec spec;
-  spec.cartridges = 3;
-  spec.blockSize = 512;
-  spec.capacityBytes = TotalBytes(documents) * 2 / 3;  // two cartridges' worth
-  FnxVtapeCreateLibrary(library, spec);
+  FnxVtapeLibraryShape shape;
+  shape.cartridges = 3;
+  shape.blockSize = 512;
+  shape.capacityBytes = TotalBytes(documents) * 2 / 3;  // two cartridges' worth
+  FnxVtapeCreateLibrary(library, shape);
   FnxVtapeInsert(library, "C001");
   Say("made a virtual drive in " + library + " with 3 blank cartridges of " +
-      std::to_string(spec.capacityBytes / 1024) + " KiB; C001 is in the drive");
+      std::to_string(shape.capacityBytes / 1024) + " KiB; C001 is in the drive");
 
   TapeOptions options;
   options.drive = drive;

@@ -67,11 +67,11 @@ void AddVtapeCommands(CLI::App& app) {
   command->add_option("--capacity", create->capacity, "bytes per cartridge, or with a K, M or G suffix");
   command->add_option("--cartridges", create->cartridges, "how many cartridges")->check(CLI::Range(1, 999));
   command->callback([create] {
-    FnxVtapeLibrarySpec spec;
-    spec.cartridges = create->cartridges;
-    spec.blockSize = create->blockSize;
-    spec.capacityBytes = ParseSize(create->capacity);
-    FnxVtapeCreateLibrary(create->directory, spec);
+    FnxVtapeLibraryShape shape;
+    shape.cartridges = create->cartridges;
+    shape.blockSize = create->blockSize;
+    shape.capacityBytes = ParseSize(create->capacity);
+    FnxVtapeCreateLibrary(create->directory, shape);
   });
 
   auto directory = std::make_shared<std::string>();

@@ -53,24 +53,24 @@ void EmptyDrive(vtape_state& state) {
 
 }  // namespace
 
-void FnxVtapeCreateLibrary(const std::string& directory, const FnxVtapeLibrarySpec& spec) {
-  if (spec.cartridges < 1 || spec.cartridges > 999)
+void FnxVtapeCreateLibrary(const std::string& directory, const FnxVtapeLibraryShape& shape) {
+  if (shape.cartridges < 1 || shape.cartridges > 999)
     Fail(OS_TAPE_INVALID_PARAMETER, "create library '" + directory + "': 1 to 999 cartridges, not " +
-                                        std::to_string(spec.cartridges), __LINE__);
-  if (!ValidBlockSize(spec.blockSize))
+                                        std::to_string(shape.cartridges), __LINE__);
+  if (!ValidBlockSize(shape.blockSize))
     Fail(OS_TAPE_INVALID_PARAMETER, "create library '" + directory + "': block size " +
-                                        std::to_string(spec.blockSize) + " is not 0 or a divisor of 65536 from 512",
+                                        std::to_string(shape.blockSize) + " is not 0 or a divisor of 65536 from 512",
          __LINE__);
-  const std::uint64_t unit = spec.blockSize ? spec.blockSize : 512;
+  const std::uint64_t unit = shape.blockSize ? shape.blockSize : 512;
   vtape_state state;
-  state.block_size = spec.blockSize;
-  state.capacity_blocks = spec.capacityBytes / unit;
-  state.warning_blocks = spec.warningBytes ? spec.warningBytes / unit : state.capacity_blocks / 64;
+  state.block_size = shape.blockSize;
+  state.capacity_blocks = shape.capacityBytes / unit;
+  state.warning_blocks = shape.warningBytes ? shape.warningBytes / unit : state.capacity_blocks / 64;
   if (state.capacity_blocks == 0 || state.warning_blocks >= state.capacity_blocks)
     Fail(OS_TAPE_INVALID_PARAMETER, "create library '" + directory +
                                         "': the capacity must hold a block and more than the warning zone",
          __LINE__);
-  for (unsigned i = 1; i <= spec.cartridges; ++i) state.cartridges.push_back({CartridgeName(i), spec.blockSize, false});
+  for (unsigned i = 1; i <= shape.cartridges; ++i) state.cartridges.push_back({CartridgeName(i), shape.blockSize, false});
   Guarded("create library", directory, __LINE__, [&] {
     try {
       if (!Osl_Directory::exists(directory)) Osl_Directory::create(directory);
