@@ -89,6 +89,19 @@ struct Rates {
   Rate tapeWrite, tapeRead, ddWrite, ddRead;
 };
 
+// Runs both sides of a slice, the one named first first; the order takes
+// turns from slice to slice, so that neither side always finds a warm cache.
+template <typename A, typename B>
+void InTurn(bool aFirst, const A& a, const B& b) {
+  if (aFirst) {
+    a();
+    b();
+  } else {
+    b();
+    a();
+  }
+}
+
 Rate RateOf(double mib, const Cost& cost) { return Rate{mib / cost.wall, cost.cpu > 0 ? mib / cost.cpu : 0}; }
 
 // One round: a fresh cartridge and a fresh file, written slice by slice in
@@ -125,13 +138,7 @@ Rates Round(const std::string& dir, const Settings& settings, const Cost& ddStar
               " conv=notrunc status=none");
       }, &CpuSecondsChildren) - ddStart;
     };
-    if ((i % 2 == 0) == tapeFirst) {
-      tapeSlice();
-      ddSlice();
-    } else {
-      ddSlice();
-      tapeSlice();
-    }
+    InTurn((i % 2 == 0) == tapeFirst, tapeSlice, ddSlice);
   }
   tape.SetTapePosition(/*method=*/2, 0, 0, 0, /*immediate=*/0);
   std::uint64_t total = 0;
@@ -151,13 +158,7 @@ Rates Round(const std::string& dir, const Settings& settings, const Cost& ddStar
         Shell("dd if='" + file + "' of=/dev/null bs=64k count=" + callsPerSlice + " skip=" + skip + " status=none");
       }, &CpuSecondsChildren) - ddStart;
     };
-    if ((i % 2 == 0) == tapeFirst) {
-      tapeSlice();
-      ddSlice();
-    } else {
-      ddSlice();
-      tapeSlice();
-    }
+    InTurn((i % 2 == 0) == tapeFirst, tapeSlice, ddSlice);
   }
   tape.CloseHandle();
   if (total != slices * settings.slice) throw std::runtime_error("short tape read");

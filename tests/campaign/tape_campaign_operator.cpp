@@ -19,11 +19,9 @@ bool Has(const std::string& text, const char* part) { return text.find(part) != 
 }  // namespace
 
 TapeCampaignOperator::TapeCampaignOperator(const CFnx_Dal_OperatorItemID& id, std::string library,
-                                           std::vector<std::string> blanks, std::string current,
-                                           CFnx_Dal_ConfigurationTape* config)
+                                           std::vector<std::string> blanks, std::string current)
     : m_id(id),
       m_library(std::move(library)),
-      m_config(config),
       m_blanks(std::move(blanks)),
       m_current(std::move(current)) {
   m_used.push_back(m_current);
@@ -107,7 +105,6 @@ std::string TapeCampaignOperator::InsertBlank() {
     return "Retry";
   }
   if (m_blanks.empty()) return "Cancel";  // the run ends: its last document fails
-  WaitForANewLabelSecond();
   m_current = m_blanks.front();
   m_blanks.erase(m_blanks.begin());
   m_used.push_back(m_current);
@@ -124,14 +121,3 @@ std::string TapeCampaignOperator::InsertVolume(const std::string& question, std:
   return "Retry";
 }
 
-void TapeCampaignOperator::WaitForANewLabelSecond() {
-  if (!m_config) return;
-  CFnx_Dal_ConfigValues values;
-  m_config->GetValues(values);
-  const std::string labelled = tape_volume_info_id(values.m_volumeInfo).substr(16);
-  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-  while (m_config->GetCurDateFormat() + "/" + m_config->GetCurTimeFormat() == labelled &&
-         std::chrono::steady_clock::now() < limit) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-}

@@ -12,16 +12,12 @@
 #include <thread>
 #include <vector>
 
-#include "dal_configuration_tape.h"
 #include "dal_operator.h"
 
 class TapeCampaignOperator {
  public:
-  // config: the run's, read while the device waits, so that each new label
-  // gets a second of its own (two volumes labelled in one second under one
-  // name would carry one id); null for a restore.
   TapeCampaignOperator(const CFnx_Dal_OperatorItemID& id, std::string library, std::vector<std::string> blanks,
-                       std::string current, CFnx_Dal_ConfigurationTape* config);
+                       std::string current);
   TapeCampaignOperator(const TapeCampaignOperator&) = delete;
   TapeCampaignOperator& operator=(const TapeCampaignOperator&) = delete;
   ~TapeCampaignOperator() { Finish(); }
@@ -40,12 +36,10 @@ class TapeCampaignOperator {
   void Run();
   std::string Handle(const std::string& question);
   std::string InsertBlank();
-  void WaitForANewLabelSecond();
   std::string InsertVolume(const std::string& question, std::size_t labelAt);
 
   const CFnx_Dal_OperatorItemID m_id;
   const std::string m_library;
-  CFnx_Dal_ConfigurationTape* const m_config;
   std::mutex m_mutex;  // guards the three below
   std::vector<std::string> m_blanks;
   std::map<std::string, std::string> m_volumes;

@@ -153,8 +153,7 @@ void RunFaultCampaign(int faults, std::uint64_t seed, TapeCampaignFigures& figur
 
   CFnx_Dal_ConfigurationTape config;
   TapeRunConfig(config, library, "faulty-run");
-  TapeCampaignOperator console(CFnx_Dal_OperatorItemID(7, "faulty-run", "DAS_CAMPAIGN"), library, blanks, first,
-                               &config);
+  TapeCampaignOperator console(CFnx_Dal_OperatorItemID(7, "faulty-run", "DAS_CAMPAIGN"), library, blanks, first);
   FaultScript script(library, random);
   std::vector<AnnouncedDocument> handedOut;
   std::vector<std::string> refusals;  // failed attempts: no location handed out, nothing lost

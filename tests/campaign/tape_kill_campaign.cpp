@@ -59,8 +59,7 @@ int RunTapeBackupWorker(const std::vector<std::string>& args) {
   blanks.erase(blanks.begin());
   CFnx_Dal_ConfigurationTape config;
   TapeRunConfig(config, library, "killed-run");
-  TapeCampaignOperator console(CFnx_Dal_OperatorItemID(7, "killed-run", "DAS_CAMPAIGN"), library, blanks, first,
-                               &config);
+  TapeCampaignOperator console(CFnx_Dal_OperatorItemID(7, "killed-run", "DAS_CAMPAIGN"), library, blanks, first);
   CFnx_Dal_Storage::BackupStart(&config);
   std::mt19937_64 random(seedBase);
   std::vector<std::string> failures;
@@ -97,7 +96,7 @@ void RunKillCampaign(int kills, std::uint64_t seed, TapeCampaignFigures& figures
     CFnx_Dal_ConfigurationTape config;
     TapeRunConfig(config, library, "restore");
     TapeCampaignOperator console(CFnx_Dal_OperatorItemID(7, "restore", "DAS_CAMPAIGN"), library, {},
-                                 FnxVtapeGetStatus(library).inDrive, nullptr);
+                                 FnxVtapeGetStatus(library).inDrive);
     for (const std::string& line : ReadLines(volumes)) {
       const std::size_t tab = line.find('\t');
       console.Learn(line.substr(0, tab), line.substr(tab + 1));

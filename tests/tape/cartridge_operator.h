@@ -7,13 +7,12 @@
 #include <string>
 #include <vector>
 
-#include "dal_configuration_tape.h"
 #include "scripted_operator.h"
 
 // volumes: volume id (35 characters, as a location carries it) to the
-// cartridge that holds it. config: the run's, read while the device waits
-// for an answer, so that a new label gets a second of its own. errors is
-// written by the operator's thread: read it after Finish.
+// cartridge that holds it. errors is written by the operator's thread: read
+// it after Finish. It inserts at once: a volume labelled in the second of the
+// one before must still get an id of its own.
 ScriptedOperator::Responder CartridgeResponder(std::string library, std::vector<std::string> blanks,
                                                std::map<std::string, std::string> volumes,
-                                               CFnx_Dal_ConfigurationTape* config, std::vector<std::string>* errors);
+                                               std::vector<std::string>* errors);

@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "cartridge_operator.h"
+#include "dal_configuration_tape.h"
 #include "dal_storage.h"
 #include "disk_content.h"
 
@@ -67,7 +68,7 @@ int main(int argc, char** argv) {
   config.SetValues(values);
   std::vector<std::string> errors;
   ScriptedOperator console(CFnx_Dal_OperatorItemID(7, "restore", "DAS_E2E"),
-                           CartridgeResponder(library, {}, volumes, &config, &errors));
+                           CartridgeResponder(library, {}, volumes, &errors));
 
   int failed = 0;
   for (auto document = documents.rbegin(); document != documents.rend(); ++document) {

@@ -211,7 +211,7 @@ TEST(TapeStorage, ABackupRunOverSeveralVolumesRestoresInAnotherProcess) {
   {
     std::vector<std::string> errors;
     ScriptedOperator console(CFnx_Dal_OperatorItemID(7, "backup", "DAS_E2E"),
-                             CartridgeResponder(library, blanks, {}, &config, &errors));
+                             CartridgeResponder(library, blanks, {}, &errors));
     CFnx_Dal_Storage::BackupStart(&config);
     for (int i = 0; i < kDocuments; ++i) {
       const std::uint64_t seed = 1000 + static_cast<std::uint64_t>(i);
