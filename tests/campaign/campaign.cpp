@@ -1,7 +1,7 @@
 // campaign: the reliability campaigns, one mode each.
 //   campaign crash [--kills N] [--seed S]    disk processes killed hard (default 30 kills)
 //   campaign kill [--kills N] [--seed S]     tape backup runs killed hard (default 4)
-//   campaign faults [--faults N] [--seed S]  a tape run under drive faults (default 12)
+//   campaign faults [--faults N] [--seed S]  a tape run under drive faults (default 9)
 //   campaign worker disk|backup ...          the processes the campaigns kill
 // Exit 0 when nothing was lost, 1 otherwise (the failures listed), 2 on an
 // error of the campaign itself, 3 when it ran out of time (an operator
@@ -27,7 +27,7 @@ struct Mode {
   void (*run)(int, std::mt19937_64&, Tally&);
 };
 const Mode kModes[] = {
-    {"crash", 30, RunCrashCampaign}, {"kill", 4, RunTapeKillCampaign}, {"faults", 12, RunTapeFaultCampaign}};
+    {"crash", 30, RunCrashCampaign}, {"kill", 4, RunTapeKillCampaign}, {"faults", 9, RunTapeFaultCampaign}};
 
 int Run(const std::vector<std::string>& args) {
   if (args.size() > 1 && args[0] == "worker") {
