@@ -1,11 +1,10 @@
-// The st driver's documented answers that the drive backend relies on: a
-// filemark written by itself on close, rewind, seek or unload after a write
-// (a write of filemarks leaves that state); logical block numbers; a read of
-// a filemark gives 0 bytes and moves past it, at the end of data 0 bytes with
-// GMT_EOD; the write past the early warning is finished and the next returns
-// ENOSPC; at the physical end what fits is written, then EIO with GMT_EOT; a
-// cartridge put in after the open shows at the next open, one pulled out
-// makes I/O fail with EIO; the open never waits with O_NONBLOCK.
+// What the st driver documents and the drive backend relies on: a filemark
+// written by itself at a close, rewind, seek or unload after a write (a write
+// of filemarks leaves that state); a filemark read as 0 bytes and passed; at
+// the end of data 0 bytes with GMT_EOD; the write past the early warning is
+// finished and the next gets ENOSPC; at the physical end what fits is
+// written, then EIO with GMT_EOT; a cartridge put in after the open shows at
+// the next open; the open does not wait for a medium with O_NONBLOCK.
 #include "st_driver_sim.h"
 
 #include <linux/mtio.h>
@@ -30,40 +29,42 @@ StDriverSim* g_sim = nullptr;
 
 int Fail(int error) {
   errno = error;
-  return -1;
+  return error ? -1 : 0;
+}
+
+// Why the drive refuses I/O, or 0.
+int Refusal() {
+  if (!g_sim->medium) return g_sim->ready ? EIO : ENOMEDIUM;
+  return g_sim->unit_attention ? EIO : 0;
+}
+
+void FilemarkIfWriting() {
+  StDriverSim& s = *g_sim;
+  if (!s.writing || !s.medium) return;
+  s.tape.resize(s.position++);
+  s.tape.emplace_back();
+  s.writing = false;
 }
 
 }  // namespace
 
 struct StDriverSim::Overrides {
-  static void FilemarkIfWriting() {
-    StDriverSim& s = *g_sim;
-    if (!s.writing || !s.medium) return;
-    s.tape.resize(s.position++);
-    s.tape.emplace_back();
-    s.writing = false;
-  }
-
   static int Open(const char* path, int flags, mode_t mode) {
     StDriverSim& s = *g_sim;
     if (std::strcmp(path, kOptionsPath) == 0) return kOptionsFd;
     if (std::strcmp(path, "/dev/nst0") != 0) {
-      if (std::strncmp(path, "/dev/nst", 8) == 0) return Fail(ENOENT);
-      return os_syscalls{}.open(path, flags, mode);
+      return std::strncmp(path, "/dev/nst", 8) == 0 ? Fail(ENOENT) : os_syscalls{}.open(path, flags, mode);
     }
-    if (s.open_error) return Fail(s.open_error);
-    if (s.open) return Fail(EBUSY);
-    if (!(flags & O_NONBLOCK) && !s.medium) return Fail(EIO);  // the real driver would wait first
+    if (s.open_error || s.open) return Fail(s.open ? EBUSY : s.open_error);
+    if (!(flags & O_NONBLOCK) && !s.medium) return Fail(EIO);  // after a wait of minutes
     s.open = true;
     s.ready = s.medium;
-    if (s.unit_attention) s.position = 0;
-    s.unit_attention = false;
+    s.position = std::exchange(s.unit_attention, false) ? 0 : s.position;
     return kDriveFd;
   }
 
   static int Close(int fd) {
-    if (fd == kOptionsFd) return 0;
-    if (fd != kDriveFd) return os_syscalls{}.close(fd);
+    if (fd != kDriveFd) return fd == kOptionsFd ? 0 : os_syscalls{}.close(fd);
     FilemarkIfWriting();
     g_sim->open = false;
     return 0;
@@ -73,10 +74,8 @@ struct StDriverSim::Overrides {
     StDriverSim& s = *g_sim;
     if (fd == kOptionsFd) return std::snprintf(static_cast<char*>(buffer), count, "0x%08lx\n", s.options);
     if (fd != kDriveFd) return os_syscalls{}.read(fd, buffer, count);
-    if (!s.medium) return Fail(s.ready ? EIO : ENOMEDIUM);
-    if (s.unit_attention) return Fail(EIO);
+    if (Refusal()) return Fail(Refusal());
     s.writing = false;
-    auto* out = static_cast<char*>(buffer);
     size_t done = 0;
     while (done < count && s.position < s.tape.size()) {
       const std::string& block = s.tape[s.position];
@@ -87,7 +86,7 @@ struct StDriverSim::Overrides {
       if (s.block_size == 0 && block.size() > count) return Fail(ENOMEM);
       if (s.block_size != 0 && block.size() != s.block_size) return done ? static_cast<ssize_t>(done) : Fail(EIO);
       if (count - done < block.size()) break;
-      std::memcpy(out + done, block.data(), block.size());
+      std::memcpy(static_cast<char*>(buffer) + done, block.data(), block.size());
       done += block.size();
       ++s.position;
       if (s.block_size == 0) break;  // variable: one block per read
@@ -98,9 +97,8 @@ struct StDriverSim::Overrides {
   static ssize_t Write(int fd, const void* buffer, size_t count) {
     StDriverSim& s = *g_sim;
     if (fd != kDriveFd) return os_syscalls{}.write(fd, buffer, count);
-    if (!s.medium) return Fail(s.ready ? EIO : ENOMEDIUM);
+    if (Refusal()) return Fail(Refusal());
     if (s.write_protected) return Fail(EACCES);
-    if (s.unit_attention) return Fail(EIO);
     if (s.block_size != 0 && count % s.block_size != 0) return Fail(EINVAL);
     s.writing = true;
     if (std::exchange(s.warning_owed, false)) return Fail(ENOSPC);
@@ -122,49 +120,46 @@ struct StDriverSim::Overrides {
     const StDriverSim& s = *g_sim;
     *status = mtget{};
     status->mt_dsreg = static_cast<long>(s.block_size) << MT_ST_BLKSIZE_SHIFT;
-    if (!s.ready) {
-      status->mt_gstat = GMT_DR_OPEN(-1L);
-      return 0;
-    }
-    status->mt_gstat = GMT_ONLINE(-1L) | (s.write_protected ? GMT_WR_PROT(-1L) : 0) |
-                       (s.position == 0 ? GMT_BOT(-1L) : 0) | (s.physical_end_hit ? GMT_EOT(-1L) : 0) |
-                       (s.position >= s.tape.size() ? GMT_EOD(-1L) : 0);
+    status->mt_gstat = !s.ready ? GMT_DR_OPEN(-1L)
+                                : GMT_ONLINE(-1L) | (s.write_protected ? GMT_WR_PROT(-1L) : 0) |
+                                      (s.position == 0 ? GMT_BOT(-1L) : 0) | (s.physical_end_hit ? GMT_EOT(-1L) : 0) |
+                                      (s.position >= s.tape.size() ? GMT_EOD(-1L) : 0);
     return 0;
   }
 
   static int Operate(const mtop& op) {
     StDriverSim& s = *g_sim;
+    const auto count = static_cast<std::uint32_t>(op.mt_count);
+    const auto end = static_cast<std::uint32_t>(s.tape.size());
     if (op.mt_op == MTSETDRVBUFFER) {
-      if (!s.root) return Fail(EPERM);
-      s.options |= static_cast<unsigned long>(op.mt_count) & ~static_cast<unsigned long>(MT_ST_OPTIONS);
-      return 0;
+      s.options |= s.root ? count & ~static_cast<std::uint32_t>(MT_ST_OPTIONS) : 0;
+      return Fail(s.root ? 0 : EPERM);
     }
     if (op.mt_op == MTSETBLK) {
-      if (op.mt_count < 0 || op.mt_count > (1 << 20)) return Fail(EINVAL);
-      s.block_size = static_cast<std::uint32_t>(op.mt_count);
+      if (count > (1u << 20)) return Fail(EINVAL);
+      s.block_size = count;
       return 0;
     }
     if (!s.medium || s.unit_attention) return Fail(EIO);
-    const auto end = static_cast<std::uint32_t>(s.tape.size());
     switch (op.mt_op) {
       case MTWEOF:
       case MTWEOFI:
       case MTERASE:
         if (s.write_protected) return Fail(EACCES);
         s.tape.resize(s.position);  // what followed is gone
-        if (op.mt_op != MTERASE) s.position += static_cast<std::uint32_t>(op.mt_count);
-        s.tape.resize(s.position);  // the filemarks asked for
+        if (op.mt_op != MTERASE) s.tape.resize(s.position += count);  // the filemarks asked for
         s.writing = false;
         return 0;
       case MTSEEK:
         FilemarkIfWriting();
-        s.position = std::min(static_cast<std::uint32_t>(op.mt_count), end);
-        return static_cast<std::uint32_t>(op.mt_count) > end ? Fail(EIO) : 0;
+        s.position = std::min(count, end);
+        return Fail(count > end ? EIO : 0);
       case MTUNLOAD:
         FilemarkIfWriting();
         s.medium = false;
         [[fallthrough]];
       case MTREW:
+      case MTLOAD:
         FilemarkIfWriting();
         s.ready = s.medium;
         s.position = 0;
@@ -172,10 +167,6 @@ struct StDriverSim::Overrides {
       case MTEOM:
         s.writing = false;  // a flush, no filemark
         s.position = end;
-        return 0;
-      case MTLOAD:
-        s.ready = true;
-        s.position = 0;
         return 0;
       default:
         return Fail(EINVAL);
@@ -187,9 +178,8 @@ struct StDriverSim::Overrides {
     if (request == MTIOCGET) return Status(static_cast<mtget*>(record));
     if (request == MTIOCTOP) return Operate(*static_cast<mtop*>(record));
     if (request != MTIOCPOS) return Fail(ENOTTY);
-    if (!g_sim->medium || g_sim->unit_attention) return Fail(EIO);
     static_cast<mtpos*>(record)->mt_blkno = static_cast<long>(g_sim->position);
-    return 0;
+    return Fail(g_sim->medium && !g_sim->unit_attention ? 0 : EIO);
   }
 
   static int Fstat(int fd, struct stat* status) {
@@ -218,6 +208,4 @@ StDriverSim::~StDriverSim() {
   g_sim = nullptr;
 }
 
-int StDriverSim::Filemarks() const {
-  return static_cast<int>(std::count(tape.begin(), tape.end(), std::string()));
-}
+int StDriverSim::Filemarks() const { return static_cast<int>(std::count(tape.begin(), tape.end(), std::string())); }
