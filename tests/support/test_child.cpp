@@ -24,6 +24,7 @@ const Command kCommands[] = {
     {"delete", 5, 1000, DeleteDocuments},
     {"hold-lockfile", 2, 3, HoldLockfile},
     {"hold-document", 2, 3, HoldDocument},
+    {"tape-restore", 3, 3, RestoreTapeDocuments},
 };
 
 }  // namespace

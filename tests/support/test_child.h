@@ -33,5 +33,11 @@ int DeleteDocuments(const ChildArgs& args);
 int HoldLockfile(const ChildArgs& args);
 int HoldDocument(const ChildArgs& args);
 
+// tests/tape/tape_commands.cpp
+//   tape-restore <library> <volumes> <documents>: restores every document of
+//       <documents> from the virtual drive, the operator inserting the
+//       cartridge of <volumes> ("volume id<TAB>cartridge" lines) asked for
+int RestoreTapeDocuments(const ChildArgs& args);
+
 // Blocks until `release` exists, two minutes at most.
 void HoldUntil(const std::string& release);

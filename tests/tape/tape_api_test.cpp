@@ -1,14 +1,15 @@
-// The tape call wrapper and the tape device over it on the virtual drive:
-// which numbers count as success, the ReadFile retry after a media change,
-// opening on demand, and the device's translation of numbers into the tape
-// exceptions. Faults are scripted through the library directory.
+// The tape call wrapper and the tape device over it, on the virtual drive with
+// faults scripted through its library directory: which numbers count as
+// success, the ReadFile retry after a media change, opening on demand, and the
+// device's translation of numbers into the tape exceptions; and the wrapper's
+// drive and media reports, line for line.
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <functional>
-#include <mutex>
 #include <string>
 #include <thread>
+#include <type_traits>
 #include <vector>
 
 #include "dal_tape_api.h"
@@ -22,67 +23,41 @@ namespace {
 
 constexpr std::uint32_t kBlock = 512;
 
-// The log lines of the test, severity 1 and below; each one is also handed
-// to on_line, which may change the drive but not log.
-class LogLines {
- public:
-  explicit LogLines(std::function<void(const std::string&)> on_line = nullptr) : m_on_line(std::move(on_line)) {
-    Fnx_SetLogSink(1, &Add, this);
-  }
-  ~LogLines() { Fnx_SetLogSink(0, nullptr, nullptr); }
-  int Count(const std::string& start) {
-    std::lock_guard<std::mutex> hold(m_lock);
-    int count = 0;
-    for (const std::string& line : m_lines) count += line.rfind(start, 0) == 0 ? 1 : 0;
-    return count;
-  }
-
- private:
-  static void Add(int, const char*, const char* text, void* self) {
-    auto* lines = static_cast<LogLines*>(self);
-    {
-      std::lock_guard<std::mutex> hold(lines->m_lock);
-      lines->m_lines.emplace_back(text);
-    }
-    if (lines->m_on_line) lines->m_on_line(text);
-  }
-  std::function<void(const std::string&)> m_on_line;
-  std::mutex m_lock;
-  std::vector<std::string> m_lines;
-};
-
 // A library of two cartridges, C001 in the drive.
-class VirtualLibrary {
- public:
-  explicit VirtualLibrary(std::uint32_t block_size = kBlock) {
+struct Library {
+  explicit Library(std::uint32_t block_size = kBlock) {
     FnxVtapeLibraryShape shape;
     shape.cartridges = 2;
     shape.blockSize = block_size;
     shape.capacityBytes = 1024 * 1024;
-    FnxVtapeCreateLibrary(m_path, shape);
-    FnxVtapeInsert(m_path, "C001");
+    FnxVtapeCreateLibrary(path, shape);
+    FnxVtapeInsert(path, "C001");
   }
-  const std::string& path() const { return m_path; }
-  std::string device() const { return "vtape:" + m_path; }
-  // The next call of the seam's call fails with error, or every one from now.
-  void Fail(const std::string& call, std::uint32_t error, bool always = false) const {
+  std::string device() const { return "vtape:" + path; }
+  // The at-th call of the seam's call from now fails with error, or every one.
+  void Fail(const std::string& call, std::uint32_t error, bool always = false, std::uint64_t at = 1) const {
     FnxVtapeFault fault;
     fault.call = call;
+    fault.at = at;
     fault.error = error;
     fault.always = always;
-    FnxVtapeScriptFault(m_path, fault);
+    FnxVtapeScriptFault(path, fault);
   }
-
- private:
-  TempDir m_dir;
-  std::string m_path = m_dir.Join("library");
+  TempDir dir;
+  std::string path = dir.Join("library");
 };
 
-// What a call came to: "returns", its bool, a tape exception's class name, or
-// a failed tape call as "<name>:Err(<number>)".
-std::string Outcome(const std::function<std::string()>& call) {
+// What a call came to: "returns" (or its bool), a tape exception's text, or a
+// failed tape call as "<name>:Err(<number>)".
+template <typename Call>
+std::string Outcome(Call call) {
   try {
-    return call();
+    if constexpr (std::is_void_v<decltype(call())>) {
+      call();
+      return "returns";
+    } else {
+      return call() ? "true" : "false";
+    }
   } catch (const exception_GetLastError& error) {
     return error.Text().substr(0, error.Text().find(')') + 1);
   } catch (const FNXError& error) {
@@ -91,29 +66,100 @@ std::string Outcome(const std::function<std::string()>& call) {
   }
 }
 
-std::function<std::string()> Returns(std::function<void()> call) {
-  return [call] {
-    call();
-    return std::string("returns");
-  };
+// The wrapper's log lines, their trailing handle numbers left out.
+std::string g_log;
+void KeepLog(int, const char*, const char* text, void*) {
+  const std::string line(text);
+  g_log += line.substr(0, line.find_last_not_of("-0123456789") + 1) + "\n";
 }
 
-// The protected operations, reachable for the test.
-class TapeDev : public CFnx_Dal_TapeDevWin32 {
- public:
-  using CFnx_Dal_TapeDevWin32::CFnx_Dal_TapeDevWin32;
+// The device over a configuration of its own, its protected operations reachable.
+struct DeviceConfig {
+  explicit DeviceConfig(const std::string& device) {
+    CFnx_Dal_ConfigValues values;
+    values.m_deviceName = device;
+    config.SetValues(values);
+  }
+  CFnx_Dal_ConfigurationTape config;
+};
+struct TapeDev : DeviceConfig, CFnx_Dal_TapeDevWin32 {
+  explicit TapeDev(const std::string& device) : DeviceConfig(device), CFnx_Dal_TapeDevWin32(config) {}
   using CFnx_Dal_TapeDevWin32::GetHandle;
   using CFnx_Dal_TapeDevWin32::ReadBlocks;
   using CFnx_Dal_TapeDevWin32::Verify_Tape_In_Drive;
   using CFnx_Dal_TapeDevWin32::WriteBlocks;
 };
 
-CFnx_Dal_ConfigurationTape ConfigFor(const std::string& device) {
-  CFnx_Dal_ConfigValues values;
-  values.m_deviceName = device;
-  CFnx_Dal_ConfigurationTape config;
-  config.SetValues(values);
-  return config;
+// The drive interface's feature tables in their order, low then high.
+constexpr struct {
+  std::uint32_t mask;  // the high word's with its marker bit
+  const char* text;
+} kFeatureRows[] = {
+    {0x00020000, "The device supports hardware data compression."},
+    {0x02000000, " The device can report if cleaning is required. "},
+    {0x00010000, "The device supports hardware error correction. "},
+    {0x01000000, "The device physically ejects the tape on a software eject."},
+    {0x00000040, " The device performs the erase operation from the beginning-of-partition marker only."},
+    {0x00000020, "The device performs a long erase operation."},
+    {0x00000080, "The device performs an immediate erase operation  that is, it returns when the erase operation begins."},
+    {0x00000010, "The device performs a short erase operation."},
+    {0x00000001, "The device creates fixed data partitions. "},
+    {0x00000400, "The device supports fixed-length block mode. "},
+    {0x00000004, "The device creates initiator-defined partitions. "},
+    {0x00040000, "The device supports data padding."},
+    {0x00100000, "The device provides the current device-specific block address."},
+    {0x00200000, "The device provides the current logical block address (and logical tape partition)."},
+    {0x00080000, "The device supports setmark reporting."},
+    {0x00000002, "The device creates select data partitions."},
+    {0x00400000, "The device supports setting the end-of-medium warning size."},
+    {0x04000000, "The device must be at the beginning of a partition before it can set compression on."},
+    {0x00000100, "The device returns the maximum capacity of the tape."},
+    {0x00000200, "The device returns the remaining capacity of the tape."},
+    {0x00000800, "The device supports variable-length block mode."},
+    {0x00001000, "The device returns an error if the tape is write-enabled or write-protected."},
+    {0x80002000, " The device moves the tape to a device-specific block address and returns as soon as the move begins. "},
+    {0x80001000, "The device moves the tape to a device specific block address. "},
+    {0x80010000, "The device moves the tape to the end-of-data marker in a partition."},
+    {0x80040000, "The device moves the tape forward (or backward) a specified number of filemarks. "},
+    {0x80000001, "The device enables and disables the device for further operations. "},
+    {0x80000020, " The device supports immediate load and unload operations. "},
+    {0x80000004, "The device enables and disables the tape ejection mechanism. "},
+    {0x80000080, " The device supports immediate lock and unlock operations. "},
+    {0x80008000, "The device moves the tape to a logical block address in a partition and returns as soon as the move begins. "},
+    {0x80004000, "The device moves the tape to a logical block address in a partition. "},
+    {0x80020000, " The device moves the tape forward (or backward) a specified number of blocks. "},
+    {0x80400000, " The device moves the tape backward over blocks, filemarks, or setmarks. "},
+    {0x80000008, " The device supports immediate rewind operation. "},
+    {0x80080000, " The device moves the tape forward (or backward) to the first occurrence of a specified number of consecutive filemarks. "},
+    {0x80200000, " The device moves the tape forward (or backward) to the first occurrence of a specified number of consecutive setmarks. "},
+    {0x80000010, " The device supports setting the size of a fixed-length logical block or setting the variable-length block mode. "},
+    {0x80000200, " The device enables and disables hardware data compression. "},
+    {0x80000100, " The device enables and disables hardware error correction. "},
+    {0x80000400, " The device enables and disables data padding. "},
+    {0x80000800, " The device enables and disables the reporting of setmarks. "},
+    {0x80100000, " The device moves the tape forward (or reverse) a specified number of setmarks. "},
+    {0x80800000, " The device supports immediate spacing. "},
+    {0x80000002, " The device supports tape tensioning. "},
+    {0x80000040, " The device supports immediate tape tensioning. "},
+    {0x82000000, " The device writes filemarks. "},
+    {0x88000000, " The device writes long filemarks."},
+    {0x90000000, " The device supports immediate writing of short and long filemarks. "},
+    {0x81000000, " The device writes setmarks. "},
+    {0x84000000, " The device writes short filemarks "},
+};
+
+// The report of a record with no values and the given feature words.
+std::string DriveReport(std::uint32_t low, std::uint32_t high) {
+  std::string report =
+      "Support Hardware Correction (ECC):false\nSupport Hardware Compression:false\nSupport DataPadding:false\n"
+      "Support Report Setmarks Enabled:false\nDefault Block Size:0\nMaximum Block Size:0\nMinimum Block Size:0\n"
+      "Maximum Partition Count:0\nBytes between EOT warning and real EOT:0\nFeatures Low:\n";
+  for (const auto& row : kFeatureRows) {
+    if (&row == &kFeatureRows[22]) report += "Features High:\n";
+    const bool present = ((row.mask >> 31 ? high : low) & row.mask) != 0;
+    report += std::string("\t") + (present ? "+" : "-") + " :" + row.text + "\n";
+  }
+  return report;
 }
 
 }  // namespace
@@ -121,83 +167,79 @@ CFnx_Dal_ConfigurationTape ConfigFor(const std::string& device) {
 TEST(TapeApi, EachCallsSuccessValues) {
   _TAPE_GET_DRIVE_PARAMETERS drive;
   _TAPE_GET_MEDIA_PARAMETERS media;
-  _TAPE_SET_DRIVE_PARAMETERS set_drive{};
-  _TAPE_SET_MEDIA_PARAMETERS set_media{kBlock};
+  const _TAPE_SET_DRIVE_PARAMETERS set_drive{};
+  const _TAPE_SET_MEDIA_PARAMETERS set_media{kBlock};
   std::uint32_t p = 0, low = 0, high = 0;
   char block[kBlock] = {};
   unsigned long long written = 0;
-  using Call = std::function<void(CTapeApi&)>;
   const struct {
     const char* call;  // of the seam
-    Call wrapper;
-    std::uint32_t error;
-    const char* outcome;
+    const char* name;  // of the wrapper
+    std::function<void(CTapeApi&)> wrapper;
   } rows[] = {
-      {"get_parameters", [&](CTapeApi& t) { t.GetTapeParameters(drive); }, 1117, "GetTapeParameters:Err(1117)"},
-      {"get_parameters", [&](CTapeApi& t) { t.GetTapeMediaParameters(media); }, 1117, "GetTapeMediaParameters:Err(1117)"},
-      {"set_parameters", [&](CTapeApi& t) { t.SetTapeParameters(set_drive); }, 1117, "SetTapeParameters:Err(1117)"},
-      {"set_parameters", [&](CTapeApi& t) { t.SetTapeMediaParameters(set_media); }, 1117, "SetTapeMediaParameters:Err(1117)"},
-      {"create_partition", [](CTapeApi& t) { t.CreateTapePartition(0, 0, 0); }, 1117, "CreateTapePartition:Err(1117)"},
-      {"prepare", [](CTapeApi& t) { t.PrepareTape(0, 0); }, 1117, "PrepareTape:Err(1117)"},
-      {"erase", [](CTapeApi& t) { t.EraseTape(0, 0); }, 1117, "EraseTape:Err(1117)"},
-      {"set_position", [](CTapeApi& t) { t.SetTapePosition(2, 0, 0, 0, 0); }, 1117, "SetTapePosition:Err(1117)"},
-      {"get_position", [&](CTapeApi& t) { t.GetTapePosition(1, &p, &low, &high); }, 1117, "GetTapePosition:Err(1117)"},
-      {"write_tapemark", [](CTapeApi& t) { t.WriteTapemark(0, 1, 0); }, 1117, "WriteTapemark:Err(1117)"},
-      {"get_status", [](CTapeApi& t) { t.CheckTapeStatus(); }, 1117, "CheckTapeStatus:Err(1117)"},
-      {"write", [&](CTapeApi& t) { t.WriteFile(block, kBlock, &written); }, 1117, "WriteFile:Err(1117)"},
-      // The end of the data is where a positioning there arrives; anywhere
-      // else it is a failure. A write has no retry after a media change.
-      {"set_position", [](CTapeApi& t) { t.SetTapePosition(4, 0, 0, 0, 0); }, 1104, "returns"},
-      {"get_position", [&](CTapeApi& t) { t.GetTapePosition(1, &p, &low, &high); }, 1104, "GetTapePosition:Err(1104)"},
-      {"write", [&](CTapeApi& t) { t.WriteFile(block, kBlock, &written); }, 1110, "WriteFile:Err(1110)"},
+      {"get_parameters", "GetTapeParameters", [&](CTapeApi& t) { t.GetTapeParameters(drive); }},
+      {"get_parameters", "GetTapeMediaParameters", [&](CTapeApi& t) { t.GetTapeMediaParameters(media); }},
+      {"set_parameters", "SetTapeParameters", [&](CTapeApi& t) { t.SetTapeParameters(set_drive); }},
+      {"set_parameters", "SetTapeMediaParameters", [&](CTapeApi& t) { t.SetTapeMediaParameters(set_media); }},
+      {"create_partition", "CreateTapePartition", [](CTapeApi& t) { t.CreateTapePartition(0, 0, 0); }},
+      {"prepare", "PrepareTape", [](CTapeApi& t) { t.PrepareTape(0, 0); }},
+      {"erase", "EraseTape", [](CTapeApi& t) { t.EraseTape(0, 0); }},
+      {"set_position", "SetTapePosition", [](CTapeApi& t) { t.SetTapePosition(2, 0, 0, 0, 0); }},
+      {"get_position", "GetTapePosition", [&](CTapeApi& t) { t.GetTapePosition(1, &p, &low, &high); }},
+      {"write_tapemark", "WriteTapemark", [](CTapeApi& t) { t.WriteTapemark(0, 1, 0); }},
+      {"get_status", "CheckTapeStatus", [](CTapeApi& t) { t.CheckTapeStatus(); }},
+      {"write", "WriteFile", [&](CTapeApi& t) { t.WriteFile(block, kBlock, &written); }},
   };
-  VirtualLibrary library;
+  Library library;
   CTapeApi tape(library.device());
   EXPECT_EQ(tape.CheckTapeStatus(), OS_TAPE_MEDIA_CHANGED) << "the insert's change, returned as it is";
   for (const auto& row : rows) {
-    library.Fail(row.call, row.error);
-    EXPECT_EQ(Outcome(Returns([&] { row.wrapper(tape); })), row.outcome) << row.call << " " << row.error;
-    if (row.error != 1117) continue;
-    // Every call but ReadFile and WriteFile passes a media change, also
-    // when the call made again meets one.
-    if (std::string(row.call) == "write") continue;
+    library.Fail(row.call, 1117);
+    EXPECT_EQ(Outcome([&] { row.wrapper(tape); }), std::string(row.name) + ":Err(1117)");
+    // Every call but ReadFile and WriteFile passes a media change, also when
+    // the call made again meets one.
     library.Fail(row.call, OS_TAPE_MEDIA_CHANGED, /*always=*/true);
-    EXPECT_EQ(Outcome(Returns([&] { row.wrapper(tape); })), "returns") << row.call << " 1110";
-    FnxVtapeClearFaults(library.path());
+    const bool passes = std::string(row.call) != "write";
+    EXPECT_EQ(Outcome([&] { row.wrapper(tape); }), passes ? "returns" : "WriteFile:Err(1110)") << row.name;
+    FnxVtapeClearFaults(library.path);
   }
+  // The end of the data is where a positioning there arrives; anywhere else it is a failure.
+  library.Fail("set_position", 1104);
+  EXPECT_EQ(Outcome([&] { tape.SetTapePosition(4, 0, 0, 0, 0); }), "returns");
+  library.Fail("get_position", 1104);
+  EXPECT_EQ(Outcome([&] { tape.GetTapePosition(1, &p, &low, &high); }), "GetTapePosition:Err(1104)");
 }
 
 // A drive that reports a change of the medium has not done what it was asked:
 // the call is made again, and a record it never filled reads as zeros.
 TEST(TapeApi, ACallThatMeetsAMediaChangeIsMadeAgain) {
-  VirtualLibrary library;
+  Library library;
   CTapeApi tape(library.device());
   tape.CheckTapeStatus();
   std::vector<char> blocks(2 * kBlock, 'p');
   unsigned long long written = 0;
   tape.WriteFile(blocks.data(), 2 * kBlock, &written);
-  FnxVtapeInsert(library.path(), "C001");  // a reload: at block 0, 1110 owed
+  EXPECT_EQ(written, 2 * kBlock) << "the requested length, widened";
+  FnxVtapeInsert(library.path, "C001");  // a reload: at block 0, 1110 owed
   tape.SetTapePosition(OS_TAPE_LOGICAL_BLOCK, 0, 1, 0, 0);
   std::uint32_t partition = 9, low = 9, high = 9;
   tape.GetTapePosition(OS_TAPE_LOGICAL_POSITION, &partition, &low, &high);
   EXPECT_EQ(low, 1u) << "the positioning after the reload was carried out";
-
   _TAPE_GET_MEDIA_PARAMETERS media;
   std::memset(&media, 0xA5, sizeof media);
   library.Fail("get_parameters", OS_TAPE_MEDIA_CHANGED);
   tape.GetTapeMediaParameters(media);
   EXPECT_EQ(media.BlockSize, kBlock);
   library.Fail("get_parameters", OS_TAPE_MEDIA_CHANGED, /*always=*/true);
-  _TAPE_GET_DRIVE_PARAMETERS drive;
+  _TAPE_GET_DRIVE_PARAMETERS drive, zeros{};
   std::memset(&drive, 0xA5, sizeof drive);
   tape.GetTapeParameters(drive);
-  _TAPE_GET_DRIVE_PARAMETERS zeros{};
-  EXPECT_EQ(std::memcmp(&drive, &zeros, sizeof drive), 0) << "a record the drive never filled reads as zeros";
+  EXPECT_EQ(std::memcmp(&drive, &zeros, sizeof drive), 0);
 }
 
 TEST(TapeApi, ReadFileRetriesTwiceOnAFreshHandleAfterAMediaChange) {
   const struct {
-    int changes;  // reads that fail with 1110 in a row
+    std::uint64_t changes;  // reads that fail with 1110 in a row
     std::uint32_t then_error;
     const char* outcome;
     int reopened;
@@ -208,136 +250,103 @@ TEST(TapeApi, ReadFileRetriesTwiceOnAFreshHandleAfterAMediaChange) {
       {1, OS_TAPE_NO_DATA_DETECTED, "ReadFile:Err(1104)", 1},
       {0, OS_TAPE_HANDLE_EOF, "ReadFile:Err(38)", 0},
   };
-  VirtualLibrary library;
-  std::vector<char> block(kBlock, 'b');
+  Library library;
+  const std::vector<char> block(kBlock, 'b');
   {
     CTapeApi writer(library.device());
     writer.CheckTapeStatus();
     unsigned long long written = 0;
     writer.WriteFile(block.data(), kBlock, &written);
-    EXPECT_EQ(written, kBlock) << "the requested length, widened";
   }
   for (const auto& row : rows) {
     CTapeApi tape(library.device());
     tape.SetTapePosition(OS_TAPE_LOGICAL_BLOCK, 0, 0, 0, 0);
-    // Reads fail with 1110 until the wrapper has reported the last change
-    // of the row; then the drive gives then_error once, or the block.
-    if (row.changes > 0) {
-      library.Fail("read", OS_TAPE_MEDIA_CHANGED, /*always=*/true);
-    } else if (row.then_error != 0) {
-      library.Fail("read", row.then_error);
-    }
-    int reported = 0;
-    LogLines log([&](const std::string& line) {
-      if (line != "ReadFile::Media changed" || ++reported != row.changes) return;
-      FnxVtapeClearFaults(library.path());
-      if (row.then_error != 0) library.Fail("read", row.then_error);
-    });
+    for (std::uint64_t at = 1; at <= row.changes; ++at) library.Fail("read", OS_TAPE_MEDIA_CHANGED, false, at);
+    if (row.then_error != 0) library.Fail("read", row.then_error, false, row.changes + 1);
+    g_log.clear();
+    Fnx_SetLogSink(1, &KeepLog, nullptr);
     std::vector<char> data(kBlock);
     std::uint32_t read = 77;
-    EXPECT_EQ(Outcome(Returns([&] { tape.ReadFile(data.data(), kBlock, &read); })), row.outcome) << row.changes;
-    EXPECT_EQ(log.Count("ReadFile::Media changed"), row.reopened) << row.changes;
-    EXPECT_EQ(log.Count("CTapeApi::CloseHandle m_hDev="), row.reopened) << row.changes;
-    EXPECT_EQ(log.Count("CTapeApi::ValidateDeviceHandle created m_hDev="), row.reopened) << row.changes;
-    if (std::string(row.outcome) == "returns") {
-      EXPECT_EQ(read, kBlock);
-      EXPECT_EQ(data, block);
-    } else {
-      EXPECT_EQ(read, 0u);
+    EXPECT_EQ(Outcome([&] { tape.ReadFile(data.data(), kBlock, &read); }), row.outcome) << row.changes;
+    Fnx_SetLogSink(0, nullptr, nullptr);
+    std::string reopens;
+    for (int i = 0; i < row.reopened; ++i) {
+      reopens += "ReadFile::Media changed\nCTapeApi::CloseHandle m_hDev=\nCTapeApi::ValidateDeviceHandle created m_hDev=\n";
     }
-    FnxVtapeClearFaults(library.path());
+    EXPECT_EQ(g_log, reopens) << row.changes;
+    EXPECT_EQ(read, std::string(row.outcome) == "returns" ? kBlock : 0u);
+    EXPECT_EQ(data, read == kBlock ? block : std::vector<char>(kBlock));
+    FnxVtapeClearFaults(library.path);
   }
 }
 
 TEST(TapeApi, OpensOnDemandExclusivelyAndAgainAfterAFailure) {
-  VirtualLibrary library;
-  CTapeApi first(library.device());
-  CTapeApi second(library.device());
+  Library library;
+  CTapeApi first(library.device()), second(library.device());
   EXPECT_EQ(first.GetHandle(), 0) << "constructing touches no device";
   first.CheckTapeStatus();
   EXPECT_NE(first.GetHandle(), 0);
-  EXPECT_EQ(Outcome(Returns([&] { second.CheckTapeStatus(); })), "CreateFile:Err(32)");
+  EXPECT_EQ(Outcome([&] { second.CheckTapeStatus(); }), "CreateFile:Err(32)");
   EXPECT_EQ(second.GetHandle(), 0);
   first.CloseHandle();
   EXPECT_EQ(first.GetHandle(), 0);
   second.CheckTapeStatus();
   EXPECT_NE(second.GetHandle(), 0);
-
-  CTapeApi nowhere("vtape:" + library.path() + "-missing");
-  EXPECT_EQ(Outcome(Returns([&] { nowhere.CheckTapeStatus(); })), "CreateFile:Err(2)");
-}
-
-TEST(TapeApi, FailureTextNamesTheCallAndTheNumber) {
-  std::string text;
-  // A fresh thread has no failure yet: the number alone, no system text.
+  CTapeApi nowhere("vtape:" + library.path + "-missing");
+  EXPECT_EQ(Outcome([&] { nowhere.CheckTapeStatus(); }), "CreateFile:Err(2)");
+  // The whole text: the call, the number, the system's text of it.
+  try {
+    nowhere.CheckTapeStatus();
+  } catch (const exception_GetLastError& error) {
+    const std::string system = os_tape_error_text(2);
+    EXPECT_EQ(error.Text(), "CreateFile:Err(2)" + (system.empty() ? "" : " " + system));
+    EXPECT_EQ(error.Code(), 2);
+  }
+  std::string text;  // a fresh thread has no failure yet: the number alone
   std::thread([&] { text = exception_GetLastError("Nothing").Text(); }).join();
   EXPECT_EQ(text, "Nothing:Err(0)");
-
-  VirtualLibrary library;
-  CTapeApi tape(library.device());
-  tape.CheckTapeStatus();
-  std::vector<char> data(kBlock);
-  std::uint32_t read = 0;
-  try {
-    tape.ReadFile(data.data(), kBlock, &read);
-    ADD_FAILURE() << "a read of an empty tape returned";
-  } catch (const exception_GetLastError& error) {
-    const std::string system = os_tape_error_text(OS_TAPE_NO_DATA_DETECTED);
-    EXPECT_EQ(error.Text(), "ReadFile:Err(1104)" + (system.empty() ? "" : " " + system));
-    EXPECT_EQ(error.Code(), 1104);
-  }
 }
 
 TEST(TapeDevWin32, TranslatesTheDrivesNumbers) {
   enum Operation { kRead, kWrite, kInDrive, kNotProtected, kPosition };
-  using Setup = std::function<void(const VirtualLibrary&, TapeDev&)>;
+  using Setup = std::function<void(const Library&, TapeDev&)>;
   const auto fail = [](const char* call, std::uint32_t error) -> Setup {
-    return [=](const VirtualLibrary& library, TapeDev&) { library.Fail(call, error); };
+    return [=](const Library& library, TapeDev&) { library.Fail(call, error); };
   };
+  const Setup eject = [](const Library& library, TapeDev&) { FnxVtapeEject(library.path); };
+  const Setup protect = [](const Library& library, TapeDev&) { FnxVtapeProtect(library.path, "C001", true); };
+  const Setup warning = [](const Library& library, TapeDev&) {
+    FnxVtapeFault fault;
+    fault.kind = FnxVtapeFaultKind::EndOfMedium;
+    FnxVtapeScriptFault(library.path, fault);
+  };
+  const Setup at_end = [](const Library&, TapeDev& device) { device.GotoPosition(CFnx_Dal_Tape_Position(0, 1, 0)); };
   const struct {
-    const char* name;
     Setup setup;
     Operation operation;
     const char* outcome;
   } rows[] = {
-      {"read 38", fail("read", 38), kRead, "end_of_tape_error"},
-      {"read 1104", fail("read", 1104), kRead, "ReadFile:Err(1104)"},
-      {"read at the end of the data",
-       [](const VirtualLibrary&, TapeDev& device) { device.GotoPosition(CFnx_Dal_Tape_Position(0, 1, 0)); },
-       kRead, "ReadFile:Err(1104)"},
-      {"read 1110 once", fail("read", 1110), kRead, "returns"},
-      {"write 1100", fail("write", 1100), kWrite, "end_of_tape_error"},
-      {"write 1129", fail("write", 1129), kWrite, "end_of_tape_error"},
-      {"write in the early-warning zone",
-       [](const VirtualLibrary& library, TapeDev&) {
-         FnxVtapeFault fault;
-         fault.kind = FnxVtapeFaultKind::EndOfMedium;
-         fault.block = 0;
-         FnxVtapeScriptFault(library.path(), fault);
-       },
-       kWrite, "end_of_tape_error"},
-      {"write protected",
-       [](const VirtualLibrary& library, TapeDev&) { FnxVtapeProtect(library.path(), "C001", true); }, kWrite,
-       "WriteFile:Err(19)"},
-      {"write 1117", fail("write", 1117), kWrite, "WriteFile:Err(1117)"},
-      {"in drive: status 1112", fail("get_status", 1112), kInDrive, "no_tape_in_drive_error"},
-      {"in drive: ejected", [](const VirtualLibrary& library, TapeDev&) { FnxVtapeEject(library.path()); },
-       kInDrive, "no_tape_in_drive_error"},
-      {"in drive: status 1117", fail("get_status", 1117), kInDrive, "returns"},
-      {"not protected: ejected", [](const VirtualLibrary& library, TapeDev&) { FnxVtapeEject(library.path()); },
-       kNotProtected, "no_tape_in_drive_error"},
-      {"not protected: status 19", fail("get_status", 19), kNotProtected, "true"},
-      {"not protected: protected",
-       [](const VirtualLibrary& library, TapeDev&) { FnxVtapeProtect(library.path(), "C001", true); },
-       kNotProtected, "false"},
-      {"not protected: media record 1117", fail("get_parameters", 1117), kNotProtected,
-       "GetTapeMediaParameters:Err(1117)"},
-      {"position 1104", fail("get_position", 1104), kPosition, "GetTapePosition:Err(1104)"},
+      {fail("read", 38), kRead, "end_of_tape_error"},
+      {fail("read", 1104), kRead, "ReadFile:Err(1104)"},
+      {at_end, kRead, "ReadFile:Err(1104)"},
+      {fail("read", 1110), kRead, "returns"},
+      {fail("write", 1100), kWrite, "end_of_tape_error"},
+      {fail("write", 1129), kWrite, "end_of_tape_error"},
+      {warning, kWrite, "end_of_tape_error"},
+      {protect, kWrite, "WriteFile:Err(19)"},
+      {fail("write", 1117), kWrite, "WriteFile:Err(1117)"},
+      {fail("get_status", 1112), kInDrive, "no_tape_in_drive_error"},
+      {eject, kInDrive, "no_tape_in_drive_error"},
+      {fail("get_status", 1117), kInDrive, "returns"},
+      {eject, kNotProtected, "no_tape_in_drive_error"},
+      {fail("get_status", 19), kNotProtected, "true"},
+      {protect, kNotProtected, "false"},
+      {fail("get_parameters", 1117), kNotProtected, "GetTapeMediaParameters:Err(1117)"},
+      {fail("get_position", 1104), kPosition, "GetTapePosition:Err(1104)"},
   };
   for (const auto& row : rows) {
-    VirtualLibrary library;
-    CFnx_Dal_ConfigurationTape config = ConfigFor(library.device());
-    TapeDev device(config);
+    Library library;
+    TapeDev device(library.device());
     // One block on the tape, positioned at it, transfers armed.
     device.Verify_Tape_In_Drive();
     unsigned long long block_size = 0;
@@ -348,47 +357,62 @@ TEST(TapeDevWin32, TranslatesTheDrivesNumbers) {
     device.WriteBlocks(block.data(), 1, written);
     device.GotoPosition(CFnx_Dal_Tape_Position(0, 0, 0));
     row.setup(library, device);
-    const std::string outcome = Outcome([&]() -> std::string {
-      CFnx_Dal_Tape_Position position;
-      switch (row.operation) {
-        case kRead: device.ReadBlocks(block.data(), 1); break;
-        case kWrite: device.WriteBlocks(block.data(), 1, written); break;
-        case kInDrive: device.Verify_Tape_In_Drive(); break;
-        case kNotProtected: return device.Verify_Tape_Not_WriteProtected() ? "true" : "false";
-        case kPosition: device.GetCurrentPosition(position); break;
-      }
-      return "returns";
-    });
-    EXPECT_EQ(outcome, row.outcome) << row.name;
-    EXPECT_NE(device.GetHandle(), 0) << row.name << ": a failure leaves the drive open";
+    CFnx_Dal_Tape_Position position;
+    const std::function<void()> operations[] = {
+        [&] { device.ReadBlocks(block.data(), 1); }, [&] { device.WriteBlocks(block.data(), 1, written); },
+        [&] { device.Verify_Tape_In_Drive(); }, nullptr, [&] { device.GetCurrentPosition(position); }};
+    const std::string outcome = row.operation == kNotProtected
+                                    ? Outcome([&] { return device.Verify_Tape_Not_WriteProtected(); })
+                                    : Outcome(operations[row.operation]);
+    EXPECT_EQ(outcome, row.outcome) << &row - rows;
+    EXPECT_NE(device.GetHandle(), 0) << &row - rows << ": a failure leaves the drive open";
   }
 }
 
-TEST(TapeDevWin32, BlockTransfersWaitForAFixedBlockSize) {
-  VirtualLibrary fixed;
-  VirtualLibrary variable(0);
+TEST(TapeDevWin32, BlockTransfersWaitForAFixedBlockSizeAndADriveIsOpenedWhenNeeded) {
+  Library fixed, variable(0);
   std::vector<char> block(kBlock);
-  unsigned long long written = 0;
-  CFnx_Dal_ConfigurationTape config = ConfigFor(fixed.device());
-  TapeDev device(config);
-  EXPECT_EQ(Outcome(Returns([&] { device.ReadBlocks(block.data(), 1); })), "tape_single_blocksize_error");
-  EXPECT_EQ(Outcome(Returns([&] { device.WriteBlocks(block.data(), 1, written); })), "tape_single_blocksize_error");
+  unsigned long long written = 0, block_size = 77;
+  TapeDev device(fixed.device());
+  EXPECT_EQ(Outcome([&] { device.ReadBlocks(block.data(), 1); }), "tape_single_blocksize_error");
+  EXPECT_EQ(Outcome([&] { device.WriteBlocks(block.data(), 1, written); }), "tape_single_blocksize_error");
   EXPECT_EQ(device.GetHandle(), 0) << "refused without touching the drive";
-
-  CFnx_Dal_ConfigurationTape variable_config = ConfigFor(variable.device());
-  TapeDev variable_device(variable_config);
-  unsigned long long block_size = 77;
+  TapeDev variable_device(variable.device());
   variable_device.GetBlockSize(block_size);
   EXPECT_EQ(block_size, 0u);
-  EXPECT_EQ(Outcome(Returns([&] { variable_device.WriteBlocks(block.data(), 1, written); })),
-            "tape_single_blocksize_error");
+  EXPECT_EQ(Outcome([&] { variable_device.WriteBlocks(block.data(), 1, written); }), "tape_single_blocksize_error");
+  // A missing drive fails at the first operation that needs it, not at the status.
+  TapeDev missing("vtape:" + fixed.path + "-missing");
+  EXPECT_EQ(Outcome([&] { missing.Verify_Tape_In_Drive(); }), "returns");
+  EXPECT_EQ(Outcome([&] { missing.GetBlockSize(block_size); }), "CreateFile:Err(2)");
 }
 
-TEST(TapeDevWin32, AMissingDriveFailsAtTheFirstOperationThatNeedsIt) {
-  TempDir dir;
-  CFnx_Dal_ConfigurationTape config = ConfigFor("vtape:" + dir.Join("no-library"));
-  TapeDev device(config);
-  EXPECT_EQ(Outcome(Returns([&] { device.Verify_Tape_In_Drive(); })), "returns");
-  unsigned long long block_size = 0;
-  EXPECT_EQ(Outcome(Returns([&] { device.GetBlockSize(block_size); })), "CreateFile:Err(2)");
+TEST(TapeApiReport, DriveAndMediaRecordsLineForLine) {
+  CTapeApi api("never opened");
+  _TAPE_GET_DRIVE_PARAMETERS drive{};
+  // The high word's marker bit shows every high feature; each row by its own bit alone.
+  drive.FeaturesHigh = 0x80000000;
+  EXPECT_EQ(api.GetTapeParametersString(drive), DriveReport(0, 0x80000000));
+  for (const auto& row : kFeatureRows) {
+    drive.FeaturesLow = row.mask >> 31 ? 0 : row.mask;
+    drive.FeaturesHigh = row.mask >> 31 ? row.mask & 0x7FFFFFFFu : 0;
+    EXPECT_EQ(api.GetTapeParametersString(drive), DriveReport(drive.FeaturesLow, drive.FeaturesHigh)) << row.text;
+  }
+  drive = {1, 1, 1, 1, 4294967295u, 65536, 512, 1, 0, 0, 1048576};
+  const std::string report = api.GetTapeParametersString(drive);
+  EXPECT_EQ(report.substr(0, report.find("Features Low:")),
+            "Support Hardware Correction (ECC):true\nSupport Hardware Compression:true\nSupport DataPadding:true\n"
+            "Support Report Setmarks Enabled:true\nDefault Block Size:4294967295\nMaximum Block Size:65536\n"
+            "Minimum Block Size:512\nMaximum Partition Count:1\nBytes between EOT warning and real EOT:1048576\n");
+  _TAPE_GET_MEDIA_PARAMETERS media{};
+  media.Capacity.QuadPart = 5000000000LL;
+  media.Remaining.QuadPart = 4294967296LL;
+  media.BlockSize = 65536;
+  media.PartitionCount = 1;
+  media.WriteProtected = 1;
+  EXPECT_EQ(api.GetTapeMediaParametersString(media),
+            "(Capacity)Total number of bytes in Current Partition:5000000000\n"
+            "(Remaining)Total number of bytes between current position and End of Partition:4294967296\n"
+            "Block Size:65536\n(PartitionCount)Number of Partitions:1\nWrite Protectec:true\n");
+  EXPECT_EQ(api.GetHandle(), 0);
 }
