@@ -25,7 +25,8 @@ class VtapeTest : public ::testing::Test {
   // A read or write of data's length: 0 or the last error; data keeps what was read.
   std::uint32_t Transfer(os_tape_handle tape, bool write, std::string& data) {
     std::uint32_t done = 7, size = static_cast<std::uint32_t>(data.size());
-    const bool ok = write ? os_tape_write(tape, data.data(), size, &done) : os_tape_read(tape, data.data(), size, &done);
+    const bool ok =
+        write ? os_tape_write(tape, data.data(), size, &done) : os_tape_read(tape, data.data(), size, &done);
     EXPECT_TRUE(ok ? !write || done == size : done == 0) << "a write moves all, a failed call nothing";
     data.resize(done);
     return ok ? 0 : os_tape_last_error();

@@ -76,7 +76,8 @@ TEST_F(VtapeTest, RandomCallsMatchAModelOfTheDriveAndItsCartridges) {
       const std::uint32_t methods[] = {OS_TAPE_REWIND, 1, OS_TAPE_LOGICAL_BLOCK, OS_TAPE_SPACE_END_OF_DATA};
       const std::uint32_t method = methods[c + pick(2) * 2];
       const bool to_block = method == 1 || method == OS_TAPE_LOGICAL_BLOCK;
-      if (!expected) model.position = method == OS_TAPE_REWIND ? 0 : to_block ? std::min<std::uint64_t>(target, model.Blocks()) : model.Blocks();
+      if (!expected) model.position = std::min<std::uint64_t>(to_block ? target : model.Blocks(), model.Blocks());
+      if (!expected && method == OS_TAPE_REWIND) model.position = 0;
       if (!expected && to_block && target >= model.Blocks()) expected = OS_TAPE_NO_DATA_DETECTED;
       ASSERT_EQ(Seek(tape, method, target), expected);
     } else if (what == 8) {
@@ -97,7 +98,8 @@ TEST_F(VtapeTest, RandomCallsMatchAModelOfTheDriveAndItsCartridges) {
     } else if (what == 11) {  // the switch of a cartridge, or of the one in the drive through a fault
       model.protect[c] = !model.protect[c];
       if (static_cast<int>(c) != model.in) FnxVtapeProtect(dir, names[c], model.protect[c]);
-      else FnxVtapeScriptFault(dir, {.kind = model.protect[c] ? FnxVtapeFaultKind::WriteProtect : FnxVtapeFaultKind::WriteEnable, .call = ""});
+      const auto kind = model.protect[c] ? FnxVtapeFaultKind::WriteProtect : FnxVtapeFaultKind::WriteEnable;
+      if (static_cast<int>(c) == model.in) FnxVtapeScriptFault(dir, {.kind = kind, .call = ""});
     } else if (what == 12) {  // a load, or an unload
       const bool load = target % 4 != 0;
       expected = model.in < 0 ? OS_TAPE_NO_MEDIA_IN_DRIVE : 0;
@@ -115,7 +117,8 @@ TEST_F(VtapeTest, RandomCallsMatchAModelOfTheDriveAndItsCartridges) {
     } else {  // a scripted fault: a call fails, the early warning comes sooner, or a media change
       const char* const calls[] = {"read", "write", "get_status", "set_position"};
       FnxVtapeFault fault{FnxVtapeFaultKind::FailCall, target, calls[pick(4)], count % 3 + 1, 23 + c, pick(6) == 0};
-      if (target % 4 == 0) fault.kind = model.in >= 0 && c ? FnxVtapeFaultKind::MediaChange : FnxVtapeFaultKind::EndOfMedium;
+      if (target % 4 == 0) fault.kind = FnxVtapeFaultKind::EndOfMedium;
+      if (target % 4 == 0 && model.in >= 0 && c) fault.kind = FnxVtapeFaultKind::MediaChange;
       FnxVtapeScriptFault(dir, fault);
       if (fault.kind == FnxVtapeFaultKind::FailCall) model.faults.push_back(fault);
       if (fault.kind == FnxVtapeFaultKind::MediaChange) model.owed = true;

@@ -15,8 +15,9 @@ namespace {
 std::string LastLine(const std::string& path) {
   const std::string text = Osl_File_System::exists(path) ? ReadFile(path) : std::string();
   const std::size_t end = text.rfind('\n');
-  const std::size_t start = end == std::string::npos || end == 0 ? 0 : text.rfind('\n', end - 1) + 1;
-  return end == std::string::npos ? "" : text.substr(start, end - start);
+  if (end == std::string::npos) return "";
+  const std::size_t start = end == 0 ? 0 : text.rfind('\n', end - 1) + 1;  // npos + 1 is 0
+  return text.substr(start, end - start);
 }
 
 TEST_F(VtapeTest, AWriterHasTheDriveAloneAndKilledLeavesItFreeWithEveryVouchedBlock) {
