@@ -20,10 +20,7 @@ int WriteTapeBlocks(const ChildArgs& args) {
     if (block > 8192 && os_tape_set_position(tape, OS_TAPE_REWIND, 0, 0, 0, false) == 0) block = 0;
     ack << block << std::endl;
     for (std::size_t i = 0; i < words.size(); ++i) words[i] = block + i / 64;
-    if (!os_tape_write(tape, words.data(), 16 * 512, &done)) {
-      ack << "failed " << os_tape_last_error() << std::endl;
-      return 3;
-    }
+    if (!os_tape_write(tape, words.data(), 16 * 512, &done)) return 2;
     block += 16;
   }
   return 0;

@@ -41,7 +41,8 @@ const DamageCase kCases[] = {
     {"a state file naming a cartridge it does not list",
      [](auto d) { Overwrite(d + "/state", ReadFile(d + "/state").find("drive C001"), "drive C00X"); }, 1392, 0},
     {"no state file", [](auto d) { fs::remove(d + "/state"); }, 2, 0},
-    {"a position record damaged in both slots", [](auto d) { WriteFile(d + "/position", std::string(64, 'x')); }, 1392, 0},
+    {"a position record damaged in both slots", [](auto d) { WriteFile(d + "/position", std::string(64, 'x')); },
+     1392, 0},
     // The slot before is the creation's, from before the insert: block 0.
     {"a position record cut short in its newest slot", [](auto d) { Overwrite(d + "/position", 37, "x"); }, 0, 0, 0, 3},
 };
@@ -66,7 +67,7 @@ TEST_P(VtapeDamage, IsRefusedWithANumber) {
     return;
   }
   EXPECT_EQ(Position(tape), GetParam().position);
-  EXPECT_EQ(Seek(tape, OS_TAPE_SPACE_END_OF_DATA), 0u);
+  EXPECT_EQ(os_tape_set_position(tape, OS_TAPE_SPACE_END_OF_DATA, 0, 0, 0, false), 0u);
   EXPECT_EQ(Position(tape), GetParam().end_of_data);
 }
 

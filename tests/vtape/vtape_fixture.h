@@ -31,9 +31,6 @@ class VtapeTest : public ::testing::Test {
     data.resize(done);
     return ok ? 0 : os_tape_last_error();
   }
-  std::uint32_t Seek(os_tape_handle tape, std::uint32_t method, std::uint32_t block = 0) {
-    return os_tape_set_position(tape, method, 0, block, 0, false);
-  }
   // The logical position, or the number the call ends with when that is not 0.
   std::uint64_t Position(os_tape_handle tape) {
     std::uint32_t partition = 0, low = 0, high = 0;
