@@ -40,8 +40,7 @@ int RestoreTapeDocuments(const ChildArgs& args) {
   values.m_volumeName = "E2E";
   values.m_deviceName = "vtape:" + args[0];
   config.SetValues(values);
-  ScriptedOperator console(CFnx_Dal_OperatorItemID(7, "restore", "DAS_E2E"),
-                           [&](const std::string& question) { return cartridges.Respond(question); });
+  ScriptedOperator console(CFnx_Dal_OperatorItemID(7, "restore", "DAS_E2E"), std::ref(cartridges));
   const std::vector<AnnouncedDocument> documents = ReadAnnouncements(args[2]);
   int failed = 0;
   for (auto document = documents.rbegin(); document != documents.rend(); ++document) {

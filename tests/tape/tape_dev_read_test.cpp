@@ -36,7 +36,7 @@ TEST_F(TapeDevRead, EachTapeInTheDriveAndEachAnswerLeadWhereTheyShould) {
   PutBlock("C002", 2, std::string(512, 'x'));
   LabelOther("C003");  // ends before block 1
   const std::string in_data = RestoreQuestion(wanted, std::string(35, 'x'));
-  const std::string at_label = RestoreQuestion(wanted, Block("C003", 0).substr(kTapeVolumeIdOffset, kTapeVolumeIdSize));
+  const std::string at_label = RestoreQuestion(wanted, IdOf("C003"));
   auto insert_right = [&] { FnxVtapeInsert(m_library, "C001"); };
   struct Case {
     const char* name;
@@ -91,7 +91,7 @@ TEST_F(TapeDevRead, ALocationWhoseStartBlockHoldsNoStartLabelOfItsFileIsRefused)
   auto changed = [](std::string location, std::size_t at, const std::string& text) {
     return location.replace(at, text.size(), text);
   };
-  const std::string in_data = Block("C001", 3).substr(kTapeFileLabelVolumeIdOffset, kTapeVolumeIdSize);
+  const std::string in_data = Blocks("C001").at(3).substr(kTapeFileLabelVolumeIdOffset, kTapeVolumeIdSize);
   struct Case {
     const char* name;
     std::string location;
@@ -113,7 +113,7 @@ TEST_F(TapeDevRead, ALocationWhoseStartBlockHoldsNoStartLabelOfItsFileIsRefused)
 }
 
 TEST_F(TapeDevRead, ALengthWordOutsideTheFormatIsRefused) {
-  const std::string good = Block("C001", 2);  // the first record's length word
+  const std::string good = Blocks("C001")[2];  // the first record's length word
   for (std::uint32_t word : {0u, 4u, 65533u, 0xFFFFFFFFu}) {
     SCOPED_TRACE(word);
     std::string bad = good;

@@ -1,6 +1,6 @@
 // Writing files to tape: where labels and records land, what the caller's
-// configuration holds afterwards, the refusals, and each answer at the end of
-// the medium or on a foreign tape.
+// configuration holds afterwards, the refusals, and what each answer at the
+// end of the medium leaves of the file in work.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -11,11 +11,6 @@
 
 namespace {
 
-const std::string kStartLabelEot =
-    "End of tape reached. A new backup will be started.\nPlease, insert a new volume and press \"Retry\"";
-const std::string kDataEot =
-    "End of tape reached. A new volume will be started.\nPlease, insert a new volume and press \"Retry\"";
-const std::string kForeignTape = "Foreign tape in the drive.\nPlease, insert a new volume and press \"Retry\"";
 const std::string kNoLocation(kTapeLocationHeadSize, ' ');
 
 std::string LocationOf(CFnx_Dal_TapeDev& device) {
@@ -49,7 +44,6 @@ class TapeDevWrite : public TapeDevTest {
     SetValues(values);
   }
 
-  std::string IdOf(const std::string& cartridge) { return Block(cartridge, 0).substr(kTapeVolumeIdOffset, kTapeVolumeIdSize); }
   void StartEmptyFile() {
     const auto device = Device();
     device->FileWriteStart();
@@ -157,7 +151,7 @@ TEST_F(TapeDevWrite, EachAnswerAtTheEndOfTheMediumInTheDataLeadsWhereItShould) {
       released = size == 512;
       FnxVtapeInsert(m_library, "C002");
     };
-    Operate({{kDataEot, kRetryCancel, answer, insert_next}}, [&] {
+    Operate({{kDataEndQuestion, kRetryCancel, answer, insert_next}}, [&] {
       try {
         result = device->FileWrite(bytes.data(), 3 * 65528, written);
       } catch (const end_of_tape_error& error) {
@@ -182,56 +176,5 @@ TEST_F(TapeDevWrite, EachAnswerAtTheEndOfTheMediumInTheDataLeadsWhereItShould) {
     const std::size_t blocks_on_next = Blocks("C002").size();
     EXPECT_EQ(LocationOf(*device), kNoLocation);
     EXPECT_EQ(Blocks("C002").size(), blocks_on_next);
-  }
-}
-
-// At the start label an unmatched answer asks again: going on would leave a
-// file that no location finds.
-TEST_F(TapeDevWrite, EachAnswerAtTheEndOfTheMediumAtTheStartLabelLeadsWhereItShould) {
-  for (const std::vector<std::string>& answers :
-       {std::vector<std::string>{"Retry"}, {"?", "?", "Retry"}, {"Cancel"}}) {
-    SCOPED_TRACE(answers.size());
-    StartOnLibrary(5);  // room for the label and one 700-byte file
-    WriteFile(DocumentBytes(4, 700));
-    const std::string old_volume_info = Values().m_volumeInfo;
-    std::vector<OperatorStep> steps;
-    for (const std::string& answer : answers) {
-      steps.push_back({kStartLabelEot, kRetryCancel, answer, [&] { FnxVtapeInsert(m_library, "C002"); }});
-    }
-    const bool cancel = answers.back() == "Cancel";
-    Operate(steps, [&] { EXPECT_EQ(Aborts([&] { StartEmptyFile(); }), cancel); });
-    if (cancel) {
-      EXPECT_EQ(Values().m_volumeInfo, old_volume_info);
-      continue;
-    }
-    EXPECT_EQ(VolumeId(), IdOf("C002"));  // pushed at once, though the file stayed empty
-    const std::string location = WriteFile(DocumentBytes(5, 900));
-    EXPECT_EQ(location.substr(214, 6) + location.substr(254, 10), "0000010000000001");  // file 1 of the new volume
-    EXPECT_TRUE(SameBytes(RestoreFile(location), DocumentBytes(5, 900)));
-  }
-}
-
-// A tape whose position cannot be read at the start of a file: "Retry"
-// labels a new tape, an unmatched answer looks at the tape in the drive
-// again; either way the file lands behind a volume label and restores.
-TEST_F(TapeDevWrite, AForeignTapeAtTheStartOfAFileIsReplacedLookedAtAgainOrRefused) {
-  for (const std::string answer : {"Retry", "Cancel", "?"}) {
-    SCOPED_TRACE(answer);
-    StartOnLibrary(1 << 20);
-    const std::vector<std::string> blocks_before = Blocks("C001");
-    Fail("get_position", 1117);
-    std::string location;
-    Operate({{kForeignTape, kRetryCancel, answer,
-              [&] {
-                if (answer == "Retry") FnxVtapeInsert(m_library, "C002");
-              }}},
-            [&] { EXPECT_EQ(Aborts([&] { location = WriteFile(DocumentBytes(6, 900)); }), answer == "Cancel"); });
-    if (answer == "Cancel") {
-      EXPECT_EQ(Blocks("C001"), blocks_before);
-      continue;
-    }
-    ASSERT_EQ(location.substr(180, 26) + "/" + location.substr(206, 8), IdOf(answer == "Retry" ? "C002" : "C001"));
-    EXPECT_EQ(location.substr(214, 6) + location.substr(254, 10), "0000010000000001");
-    EXPECT_TRUE(SameBytes(RestoreFile(location), DocumentBytes(6, 900)));
   }
 }

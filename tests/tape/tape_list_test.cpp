@@ -99,7 +99,7 @@ TEST_F(TapeList, TheTableOfContentsMatchesTheFilesWritten) {
 TEST_F(TapeList, TheLengthReadsItsHighPartFromTheLabelAlone) {
   StartRunOnNewVolume();
   WriteFile(DocumentBytes(1, 700));
-  std::string end_label = Block("C001", 4);
+  std::string end_label = Blocks("C001").at(4);
   ASSERT_TRUE(tape_is_end_label(end_label.data()));
   end_label.replace(offsetof(tape_file_label_basic, filler), 10, "0000000001");
   end_label.replace(kTapeFileLabelBasicSize, 10, "9999999999");
