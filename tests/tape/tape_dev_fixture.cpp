@@ -164,19 +164,7 @@ std::string Cartridge(int n) {
   return "C" + std::string(3 - number.size(), '0') + number;
 }
 
-std::string RestoreQuestion(const std::string& wanted, const std::string& found) {
-  return "Restore: please insert tape with label=(" + wanted + ").\n Label on current tape=(" + found + ")";
-}
-
 std::string DriveFailure(const std::string& call, std::uint32_t error) {
   const std::string system = os_tape_error_text(error);
   return call + ":Err(" + std::to_string(error) + ")" + (system.empty() ? "" : " " + system);
-}
-
-::testing::AssertionResult SameBytes(const std::string& actual, const std::string& expected) {
-  if (actual == expected) return ::testing::AssertionSuccess();
-  const auto parted = std::mismatch(actual.begin(), actual.end(), expected.begin(), expected.end());
-  return ::testing::AssertionFailure() << actual.size() << " bytes where " << expected.size()
-                                       << " were expected; first difference at byte "
-                                       << (parted.first - actual.begin());
 }

@@ -86,8 +86,5 @@ class TapeDevTest : public ::testing::Test {
 };
 
 std::string Cartridge(int n);  // C001, C002, ...
-std::string RestoreQuestion(const std::string& wanted, const std::string& found);
 // What a failed drive call says: "ReadFile:Err(1117)" and the system's text.
 std::string DriveFailure(const std::string& call, std::uint32_t error);
-// Compares contents without printing them: says where they part.
-::testing::AssertionResult SameBytes(const std::string& actual, const std::string& expected);

@@ -12,6 +12,10 @@
 
 namespace {
 
+std::string RestoreQuestion(const std::string& wanted, const std::string& found) {
+  return "Restore: please insert tape with label=(" + wanted + ").\n Label on current tape=(" + found + ")";
+}
+
 class TapeDevRead : public TapeDevTest {
  protected:
   void SetUp() override {
@@ -59,11 +63,7 @@ TEST_F(TapeDevRead, EachTapeInTheDriveAndEachAnswerLeadWhereTheyShould) {
     insert_right();
     Operate({}, [&] { Device()->BackupStart(); });  // a run the restore ends
     const std::vector<std::string> other_blocks = c.other.empty() ? std::vector<std::string>{} : Blocks(c.other);
-    if (c.other.empty()) {
-      FnxVtapeEject(m_library);
-    } else {
-      FnxVtapeInsert(m_library, c.other);
-    }
+    c.other.empty() ? FnxVtapeEject(m_library) : FnxVtapeInsert(m_library, c.other);
     if (c.other == "C001") {
       Fail("read", 1117, 1);
       Fail("read", 1117, 3);
@@ -73,13 +73,13 @@ TEST_F(TapeDevRead, EachTapeInTheDriveAndEachAnswerLeadWhereTheyShould) {
     Operate(c.steps, [&] { EXPECT_EQ(Aborts([&] { restored = RestoreFile(m_location, 100000); }), aborted); });
     EXPECT_EQ(Values().m_backupFlag, aborted);  // Cancel pushes nothing
     if (!aborted) {
-      EXPECT_TRUE(SameBytes(restored, m_content));
+      EXPECT_TRUE(restored == m_content);
       ExpectFnxError([&] { Device()->FileWriteStart(); }, "QRSDAL0513E", 1290, 8);
     }
     if (!c.other.empty()) {
       EXPECT_EQ(Blocks(c.other), other_blocks);
     }
-    FnxVtapeClearFaults(m_library);
+    EXPECT_EQ(FnxVtapeGetStatus(m_library).faults, std::vector<std::string>{});
   }
 }
 
@@ -108,8 +108,8 @@ TEST_F(TapeDevRead, ALocationWhoseStartBlockHoldsNoStartLabelOfItsFileIsRefused)
     SCOPED_TRACE(c.name);
     Operate(c.steps, [&] { ExpectFnxError([&] { RestoreFile(c.location); }, "QRSDAL0544E", 1295, 8); });
   }
-  EXPECT_TRUE(SameBytes(RestoreFile(second), DocumentBytes(8, 700)));
-  EXPECT_TRUE(SameBytes(RestoreFile(m_location), m_content));
+  EXPECT_TRUE(RestoreFile(second) == DocumentBytes(8, 700));
+  EXPECT_TRUE(RestoreFile(m_location) == m_content);
 }
 
 TEST_F(TapeDevRead, ALengthWordOutsideTheFormatIsRefused) {
@@ -131,7 +131,7 @@ TEST_F(TapeDevRead, ALengthWordOutsideTheFormatIsRefused) {
     EXPECT_EQ(read, 0u);
   }
   PutBlock("C001", 2, good);
-  EXPECT_TRUE(SameBytes(RestoreFile(m_location), m_content));
+  EXPECT_TRUE(RestoreFile(m_location) == m_content);
 }
 
 // One device object restores again and again, also after a restore that
@@ -150,7 +150,7 @@ TEST_F(TapeDevRead, OneDeviceRestoresAgainAfterAWholeAndAnUnfinishedRestore) {
     std::uint32_t read = 0;
     device.ReadRead(restored.data(), static_cast<std::uint32_t>(stop), read);
     EXPECT_EQ(read, stop);
-    EXPECT_TRUE(SameBytes(restored, m_content.substr(0, stop)));
+    EXPECT_TRUE(restored == m_content.substr(0, stop));
     device.ReadEnd();
     EXPECT_EQ(table.getOperatorMsg(Console()), "Restore ended");
   }

@@ -3,17 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <iostream>
 #include <map>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "child_process.h"
+#include "dal_tape_dev.h"
 #include "dal_media.h"
 #include "dal_storage.h"
-#include "dal_tape_dev.h"
-#include "dal_tape_lister.h"
 #include "disk_content.h"
 #include "fnx_expect.h"
 #include "fnx_vtape.h"
@@ -77,25 +74,6 @@ std::string WriteDocument(const std::string& bytes, CFnx_Dal_ConfigurationTape& 
   return {};
 }
 
-// The lengths of the files that the listing of the volume in the drive shows.
-std::vector<std::string> ListedLengths(const std::string& drive) {
-  std::ostringstream out;
-  std::streambuf* const standard = std::cout.rdbuf(out.rdbuf());
-  try {
-    dal_tape_lister(drive);
-  } catch (...) {
-    std::cout.rdbuf(standard);
-    throw;
-  }
-  std::cout.rdbuf(standard);
-  std::vector<std::string> lengths;
-  std::istringstream in(out.str());
-  for (std::string line; std::getline(in, line);) {
-    if (line.size() == 84) lengths.push_back(line.substr(27, 11).substr(line.substr(27, 11).find_first_not_of(' ')));
-  }
-  return lengths;
-}
-
 }  // namespace
 
 // Everything tape cannot do raises the one failure of the tape media, and
@@ -154,9 +132,9 @@ TEST(TapeStorage, AHandleWhoseCloseFailsLetsTheDriveGo) {
 
 // The run of the storage handle over several volumes: the operator inserts a
 // blank cartridge for each new volume, every document whose write came back
-// short is written anew, the listing of each volume shows its documents, and
-// another process restores every location byte-exact with the cartridges
-// out of the drive, so that each restore asks for its own.
+// short is written anew, and another process restores every location
+// byte-exact with the cartridges out of the drive, so that each restore asks
+// for its own.
 TEST(TapeStorage, ABackupRunOverSeveralVolumesRestoresInAnotherProcess) {
   // Sizes from 0 to 3 MiB, small ones more often than large.
   std::vector<std::size_t> sizes = {0, 3 << 20};
@@ -170,7 +148,6 @@ TEST(TapeStorage, ABackupRunOverSeveralVolumesRestoresInAnotherProcess) {
   cartridges.library = MakeLibrary(dir, 9, 65536, blocks / 4 * 65536, config);
   for (int i = 2; i <= 9; ++i) cartridges.blanks.push_back("C00" + std::to_string(i));
 
-  std::map<std::string, std::vector<std::string>> lengths;  // cartridge to the lengths of its files
   const std::string documents = dir.Join("documents");
   {
     ScriptedOperator console(CFnx_Dal_OperatorItemID(7, "backup", "DAS_E2E"), std::ref(cartridges));
@@ -189,23 +166,17 @@ TEST(TapeStorage, ABackupRunOverSeveralVolumesRestoresInAnotherProcess) {
       // A document of no bytes names no volume: it needs none to restore.
       const std::string cartridge = FnxVtapeGetStatus(cartridges.library).inDrive;
       if (ParseMediaLocation(media, path, das, configName, volume)) {
-        cartridges.Note(volume, cartridge);
-        lengths[cartridge].push_back(std::to_string(sizes[i]));
+        EXPECT_EQ(cartridges.volumes.emplace(volume.substr(0, 26) + volume.substr(27), cartridge).first->second,
+                  cartridge)
+            << "one volume on two cartridges";
       }
     }
     CFnx_Dal_Storage::BackupEnd(&config);
   }
   EXPECT_EQ(cartridges.errors, std::vector<std::string>{});
   ASSERT_GE(cartridges.volumes.size(), 3u) << "the run should span three volumes at least";
-  ASSERT_EQ(cartridges.volumes.size(), lengths.size()) << "one volume on two cartridges";
-
-  FnxVtapeRegisterName("\\\\.\\TAPE9", cartridges.library);
   const std::string volumes = dir.Join("volumes");
-  for (const auto& [volume, cartridge] : cartridges.volumes) {
-    FnxVtapeInsert(cartridges.library, cartridge);
-    EXPECT_EQ(ListedLengths("9"), lengths[cartridge]) << cartridge;
-    AppendLine(volumes, volume + "\t" + cartridge);
-  }
+  for (const auto& [volume, cartridge] : cartridges.volumes) AppendLine(volumes, volume + "\t" + cartridge);
   FnxVtapeEject(cartridges.library);
   EXPECT_EQ(ChildProcess({"tape-restore", cartridges.library, volumes, documents}).Wait(), 0);
 }
