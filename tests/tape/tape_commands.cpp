@@ -31,7 +31,8 @@ bool Restored(const AnnouncedDocument& document, CFnx_Dal_ConfigurationTape& con
 int RestoreTapeDocuments(const ChildArgs& args) {
   CartridgeOperator cartridges;
   cartridges.library = args[0];
-  for (const std::string& line : ReadLines(args[1])) cartridges.Note(line.substr(0, line.find('\t')), line.substr(line.find('\t') + 1));
+  for (const std::string& line : ReadLines(args[1]))
+    cartridges.Note(line.substr(0, line.find('\t')), line.substr(line.find('\t') + 1));
   CFnx_Dal_ConfigurationTape config;
   CFnx_Dal_ConfigValues values;
   values.m_type = 7;

@@ -156,7 +156,8 @@ void TapeDevTest::LabelOther(const std::string& cartridge) {
 }
 
 void TapeDevTest::FillForeign(const std::string& cartridge) {
-  for (char fill : {'a', 'b', 'c'}) PutBlock(cartridge, static_cast<std::uint64_t>(fill - 'a'), std::string(m_block_size, fill));
+  for (char fill : {'a', 'b', 'c'})
+    PutBlock(cartridge, static_cast<std::uint64_t>(fill - 'a'), std::string(m_block_size, fill));
 }
 
 std::string Cartridge(int n) {

@@ -73,7 +73,9 @@ class TapeDevTest : public ::testing::Test {
   void Fail(const std::string& call, std::uint32_t error, std::uint64_t at = 1, bool always = false);
   std::vector<std::string> Blocks(const std::string& cartridge);
   void PutBlock(const std::string& cartridge, std::uint64_t n, const std::string& bytes);
-  std::string IdOf(const std::string& cartridge) { return Blocks(cartridge).at(0).substr(kTapeVolumeIdOffset, kTapeVolumeIdSize); }
+  std::string IdOf(const std::string& cartridge) {
+    return Blocks(cartridge).at(0).substr(kTapeVolumeIdOffset, kTapeVolumeIdSize);
+  }
   // Block 0 labelled by another run as "OLD_VOL", or data of some other kind.
   void LabelOther(const std::string& cartridge);
   void FillForeign(const std::string& cartridge);

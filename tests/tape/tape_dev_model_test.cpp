@@ -69,7 +69,8 @@ class TapeDevModel : public TapeDevTest {
       ++odd_answers;
       return kUse;
     }
-    const bool off_list = question == kDataEndQuestion || question == kStartEndQuestion || question == kForeignTapeQuestion;
+    const bool off_list =
+        question == kDataEndQuestion || question == kStartEndQuestion || question == kForeignTapeQuestion;
     if (off_list && Chance(40)) {
       ++odd_answers;
       return Chance(50) ? "Cancel" : "?";
@@ -170,7 +171,8 @@ void TapeDevModel::Write() {
   m_files.push_back({location, size, seed, InDrive()});
   int on_volume = 0;
   for (const File& file : m_files) on_volume += file.cartridge == m_files.back().cartridge ? 1 : 0;
-  EXPECT_EQ(location.substr(214, 6), std::string(6 - std::to_string(on_volume).size(), '0') + std::to_string(on_volume));
+  EXPECT_EQ(location.substr(214, 6),
+            std::string(6 - std::to_string(on_volume).size(), '0') + std::to_string(on_volume));
   EXPECT_NE(Values().m_statusLine.find(", files: " + std::to_string(on_volume) + ", "), std::string::npos)
       << Values().m_statusLine;
 }
@@ -202,7 +204,9 @@ void TapeDevModel::CheckVolume(const std::string& cartridge, const std::vector<c
     EXPECT_EQ(location.substr(60, 120), Values().m_name + std::string(120 - Values().m_name.size(), ' '));
     const std::string date = location.substr(220, 10), time = location.substr(230, 8);  // YYYY.MM.DD, hh.mm.ss
     std::string expected(84, ' ');
-    auto put = [&](std::size_t last, const std::string& text) { expected.replace(last - text.size(), text.size(), text); };
+    auto put = [&](std::size_t last, const std::string& text) {
+      expected.replace(last - text.size(), text.size(), text);
+    };
     put(6, Field(location, 214, 6));
     put(15, date.substr(5, 2) + "/" + date.substr(8, 2) + "/" + date.substr(2, 2));
     put(24, time.substr(0, 2) + ":" + time.substr(3, 2) + ":" + time.substr(6, 2));
@@ -215,9 +219,8 @@ void TapeDevModel::CheckVolume(const std::string& cartridge, const std::vector<c
 }
 
 TEST_F(TapeDevModel, EveryLocationHandedOutRestoresByteExact) {
-  ScriptedOperator console(Console(), [this](const std::string& question, const std::vector<std::string>&) {
-    return Respond(question);
-  });
+  ScriptedOperator console(
+      Console(), [this](const std::string& question, const std::vector<std::string>&) { return Respond(question); });
   try {
     for (int step = 0; step < kSteps && !HasFailure(); ++step) {
       const int action = std::uniform_int_distribution<int>(0, 99)(m_random);
@@ -251,10 +254,10 @@ TEST_F(TapeDevModel, EveryLocationHandedOutRestoresByteExact) {
   }
   console.Finish();
   EXPECT_EQ(m_operator.errors, std::vector<std::string>{});
-  std::printf("%d runs, %zu files on %zu volumes (%d written anew, %d after a fault), %d restores, %d reloads, "
-              "%d changes, %d answers of Use, Cancel or none\n",
-              runs, m_files.size(), m_operator.volumes.size(), rewrites, faults, restores, reloads, changes,
-              odd_answers);
+  std::printf(
+      "%d runs, %zu files on %zu volumes (%d written anew, %d after a fault), %d restores, %d reloads, "
+      "%d changes, %d answers of Use, Cancel or none\n",
+      runs, m_files.size(), m_operator.volumes.size(), rewrites, faults, restores, reloads, changes, odd_answers);
 }
 
 }  // namespace

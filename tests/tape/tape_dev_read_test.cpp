@@ -49,7 +49,9 @@ TEST_F(TapeDevRead, EachTapeInTheDriveAndEachAnswerLeadWhereTheyShould) {
   } cases[] = {
       {"Retry with the right tape", "C002", {{in_data, kRetryCancel, "Retry", insert_right}}},
       // On the same tape the volume label alone is looked at.
-      {"Retry on the same tape", "C002", {{in_data, kRetryCancel, "Retry"}, {at_label, kRetryCancel, "Retry", insert_right}}},
+      {"Retry on the same tape",
+       "C002",
+       {{in_data, kRetryCancel, "Retry"}, {at_label, kRetryCancel, "Retry", insert_right}}},
       {"unmatched asks again", "C002", {{in_data, kRetryCancel, "?"}, {in_data, kRetryCancel, "Retry", insert_right}}},
       {"start block beyond the data", "C003", {{at_label, kRetryCancel, "Retry", insert_right}}},
       {"Cancel", "C002", {{in_data, kRetryCancel, "Cancel"}}},
@@ -100,7 +102,8 @@ TEST_F(TapeDevRead, ALocationWhoseStartBlockHoldsNoStartLabelOfItsFileIsRefused)
       {"another file's start block", changed(second, 254, m_location.substr(254, 10)), {}},
       {"another file number", changed(m_location, 214, "000009"), {}},
       {"another time of writing", changed(m_location, 230, "99.99.99"), {}},
-      {"a block inside the data", changed(m_location, 254, "0000000003"),
+      {"a block inside the data",
+       changed(m_location, 254, "0000000003"),
        {{RestoreQuestion(VolumeId(), in_data), kRetryCancel, "Retry"}}},
       {"a block beyond the data", changed(m_location, 254, "0000009999"), {}},
   };
@@ -167,8 +170,8 @@ TEST_F(TapeDevRead, DriveFailuresReachTheCallerAndLeaveTheTapeAlone) {
   CFnx_Dal_ConfigValues values = Values();
   values.m_forceLabel = true;
   SetValues(values);
-  for (const std::function<void()>& call : std::vector<std::function<void()>>{
-           [&] { Device()->BackupStart(); }, [&] { Device()->ReadStart(location); }}) {
+  for (const std::function<void()>& call :
+       std::vector<std::function<void()>>{[&] { Device()->BackupStart(); }, [&] { Device()->ReadStart(location); }}) {
     Fail("get_parameters", 1117, 2);
     ExpectFnxError(call, DriveFailure("GetTapeParameters", 1117).c_str(), 1117, 0);
     EXPECT_FALSE(Values().m_backupFlag);

@@ -21,7 +21,8 @@ std::string LocationOf(CFnx_Dal_TapeDev& device) {
 // A drive that reports a block size of the test's choosing.
 class SizedDevice : public CFnx_Dal_TapeDevWin32 {
  public:
-  SizedDevice(CFnx_Dal_ConfigurationTape& config, unsigned long long size) : CFnx_Dal_TapeDevWin32(config), m_size(size) {}
+  SizedDevice(CFnx_Dal_ConfigurationTape& config, unsigned long long size)
+      : CFnx_Dal_TapeDevWin32(config), m_size(size) {}
   void GetBlockSize(unsigned long long& block_size) override { block_size = m_size; }
 
  private:

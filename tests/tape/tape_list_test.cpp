@@ -20,7 +20,6 @@ std::vector<std::string> Lines(const std::string& text) {
   return lines;
 }
 
-
 constexpr std::uint32_t kEndOfFile = 38;  // how some drives report the end of the data
 
 using TapeList = TapeDevTest;
@@ -95,13 +94,15 @@ TEST_F(TapeList, TheLabelDumpCountsTheBlocksBetweenLabels) {
     EXPECT_EQ(text.find("\ntape_volume_label={---"), 0u);
     EXPECT_NE(text.find("-\nproduct_name=\t\t(FOLIANTIX )\nproduct_ver=\t\t(3.5.00      )\n"), std::string::npos);
     EXPECT_NE(text.find("m_vol_id.volume_name =\t(VOL_A           )\n"), std::string::npos);
-    const std::size_t start = text.find("************* file number=1  *****************\n"
-                                        "blocks between labels=0, calculated=0\n\ntape_file_label_basic={");
+    const std::size_t start = text.find(
+        "************* file number=1  *****************\n"
+        "blocks between labels=0, calculated=0\n\ntape_file_label_basic={");
     const std::size_t end = text.find("blocks between labels=2, calculated=2\n");
     EXPECT_NE(start, std::string::npos);
     EXPECT_LT(start, end);
     EXPECT_NE(end, std::string::npos);
-    const std::string summary = "************* number files on tape=1  ********************\nnum_single_blocks_read=4\n";
+    const std::string summary =
+        "************* number files on tape=1  ********************\nnum_single_blocks_read=4\n";
     EXPECT_EQ(text.find(summary) != std::string::npos, no_data);
   }
 }

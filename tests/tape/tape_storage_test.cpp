@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "child_process.h"
-#include "dal_tape_dev.h"
 #include "dal_media.h"
 #include "dal_storage.h"
+#include "dal_tape_dev.h"
 #include "disk_content.h"
 #include "fnx_expect.h"
 #include "fnx_vtape.h"
