@@ -18,6 +18,11 @@ class ScriptedOperator {
  public:
   using Responder = std::function<std::string(const std::string& question, const std::vector<std::string>& options)>;
   ScriptedOperator(const CFnx_Dal_OperatorItemID& id, Responder respond);
+  // A responder that needs no options.
+  ScriptedOperator(const CFnx_Dal_OperatorItemID& id, std::function<std::string(const std::string&)> respond)
+      : ScriptedOperator(id, [respond](const std::string& question, const std::vector<std::string>&) {
+          return respond(question);
+        }) {}
   ScriptedOperator(const ScriptedOperator&) = delete;
   ScriptedOperator& operator=(const ScriptedOperator&) = delete;
   ~ScriptedOperator() { Finish(); }

@@ -219,8 +219,7 @@ void TapeDevModel::CheckVolume(const std::string& cartridge, const std::vector<c
 }
 
 TEST_F(TapeDevModel, EveryLocationHandedOutRestoresByteExact) {
-  ScriptedOperator console(
-      Console(), [this](const std::string& question, const std::vector<std::string>&) { return Respond(question); });
+  ScriptedOperator console(Console(), [this](const std::string& question) { return Respond(question); });
   try {
     for (int step = 0; step < kSteps && !HasFailure(); ++step) {
       const int action = std::uniform_int_distribution<int>(0, 99)(m_random);
