@@ -1,45 +1,25 @@
-// The media and configuration factories, the configuration classes and the
+// The media and configuration factories, the configuration records and the
 // version registration.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <ctime>
 #include <list>
 #include <memory>
 #include <regex>
 #include <string>
-#include <utility>
 
 #include "dal_configuration.h"
-#include "dal_configuration_filesystem.h"
+#include "dal_configuration_centera.h"
 #include "dal_configuration_tape.h"
 #include "dal_media.h"
 #include "dal_media_filesystem.h"
 #include "dal_versions.h"
+#include "osl_directory.h"
 #include "temp_dir.h"
 
 namespace {
 
-CFnx_Dal_ConfigValues FilledValues() {
-  CFnx_Dal_ConfigValues values;
-  values.m_maxPageSize = 1;
-  values.m_maxFilesPerDir = 2;
-  values.m_location = "root";
-  values.m_backupFlag = true;
-  values.m_volumeInfo = "info";
-  values.m_type = 8;
-  values.m_carriedString2 = "c2";
-  values.m_dasName = "das";
-  values.m_newVolume1 = true;
-  values.m_newVolume2 = true;
-  values.m_forceLabel = true;
-  values.m_carriedNumber1 = 17;
-  values.m_carriedNumber2 = 18;
-  values.m_endBlock = 19;
-  return values;
-}
-
-TEST(MediaFactory, MakesADistinctDiskMediaForAnyCase) {
+TEST(Factories, MakeDistinctObjectsForAnyCaseOfTheirNames) {
   CFnx_Dal_MediaFactory* factory = CFnx_Dal_MediaFactory::Instance();
   std::unique_ptr<DAMedia> lower(factory->Create("disk"));
   std::unique_ptr<DAMedia> mixed(factory->Create("dIsK"));
@@ -49,103 +29,101 @@ TEST(MediaFactory, MakesADistinctDiskMediaForAnyCase) {
   for (const char* unknown : {"centera", "", "floppy"}) EXPECT_EQ(factory->Create(unknown), nullptr) << unknown;
   std::list<std::string> names{"stale"};
   factory->GetRegistered(names);
-  EXPECT_EQ(names.front(), "DISK");
+  EXPECT_EQ(names, (std::list<std::string>{"DISK", "TAPE"}));
+  CFnx_Dal_ConfigurationFactory::Instance()->GetRegistered(names);
+  EXPECT_EQ(names, std::list<std::string>{"DISK"});
 }
 
-TEST(MediaFactory, CloneOfAnOpenMediaIsClosedAndUnlocated) {
+TEST(Factories, ACloneOfAnOpenMediaIsClosedAndUnlocated) {
   TempDir dir;
-  const std::string path = dir.Join("file");
-  WriteFile(path, "12345");
+  WriteFile(dir.Join("file"), "12345");
   DAFileSystem media;
-  EXPECT_EQ(media.GetFileSize(), 0) << "never measured";
-  media.OpenForReading(path);
+  media.OpenForReading(dir.Join("file"));
   std::unique_ptr<DAMedia> clone(media.Clone());
   std::string location = "stale";
   clone->GetLocation(location);
   EXPECT_EQ(location, "");
   EXPECT_EQ(clone->GetFileSize(), 0);
   media.Close();
-  WriteFile(path, "1234567");
+  WriteFile(dir.Join("file"), "1234567");
   EXPECT_EQ(media.GetFileSize(), 5) << "what was measured at the open is kept after Close";
 }
 
-// Any spelling of "disk" gives a disk configuration that keeps three values,
-// the root with the platform's separators; nothing else is registered.
-TEST(ConfigurationFactory, OnlyDiskIsRegisteredAndKeepsThreeValues) {
-  CFnx_Dal_ConfigValues values = FilledValues();
+// Disk and centera keep three values, the root with the platform's
+// separators; tape keeps the whole record. A clone has no values.
+TEST(Configurations, KeepTheirValuesAndCloneEmpty) {
+  CFnx_Dal_ConfigValues values;
+  values.m_maxPageSize = 1;
+  values.m_maxFilesPerDir = 2;
   values.m_location = "a/b\\c";
-  std::string expected = "a/b/c";
-  DalParsePathSeparators(expected);
-  for (const char* type : {"disk", "DISK", "Disk"}) {
-    std::unique_ptr<CFnx_Dal_Configuration> config(Create_Dal_Configuration(type, values));
-    EXPECT_EQ(config->GetName(), "disk");
+  values.m_volumeInfo = "info";
+  values.m_carriedNumber2 = 18;
+  std::string root = "a/b/c";
+  DalParsePathSeparators(root);
+  std::unique_ptr<CFnx_Dal_Configuration> centera(CFnx_Dal_ConfigurationCentera().Clone());
+  centera->SetValues(values);
+  for (CFnx_Dal_Configuration* config : {Create_Dal_Configuration("DiSK", values), centera.get()}) {
+    std::unique_ptr<CFnx_Dal_Configuration> owned(config == centera.get() ? nullptr : config);
     EXPECT_EQ(config->GetMaxPageSize(), 1);
-    EXPECT_EQ(config->Get_Location(), expected);
+    EXPECT_EQ(config->Get_Location(), root);
     CFnx_Dal_ConfigValues out;
-    out.m_statusLine = "untouched";
+    out.m_volumeInfo = "untouched";
     config->GetValues(out);
-    EXPECT_EQ(out.m_maxFilesPerDir, 2);
-    EXPECT_EQ(out.m_location, expected);
-    EXPECT_EQ(out.m_statusLine, "untouched");
-    EXPECT_EQ(std::unique_ptr<CFnx_Dal_Configuration>(config->Clone())->Get_Location(), "") << "a clone has no values";
+    EXPECT_EQ(out.m_maxPageSize + out.m_maxFilesPerDir, 3);
+    EXPECT_EQ(out.m_location + " " + out.m_volumeInfo, root + " untouched");
+    EXPECT_EQ(std::unique_ptr<CFnx_Dal_Configuration>(config->Clone())->Get_Location(), "");
   }
-  std::list<std::string> names{"a", "b"};
-  CFnx_Dal_ConfigurationFactory::Instance()->GetRegistered(names);
-  EXPECT_EQ(names, std::list<std::string>{"DISK"});
-}
-
-TEST(TapeConfiguration, KeepsTheWholeRecord) {
-  CFnx_Dal_ConfigurationTape config;
-  config.SetValues(FilledValues());
+  EXPECT_EQ(centera->GetName(), "centera");
+  CFnx_Dal_ConfigurationTape tape;
+  tape.SetValues(values);
   CFnx_Dal_ConfigValues out;
-  config.GetValues(out);
-  EXPECT_EQ(out.m_volumeInfo + out.m_dasName + out.m_carriedString2, "infodasc2");
-  EXPECT_EQ(std::to_string(out.m_type) + " " + std::to_string(out.m_carriedNumber1) + " " +
-                std::to_string(out.m_carriedNumber2) + " " + std::to_string(out.m_endBlock),
-            "8 17 18 19");
-  EXPECT_TRUE(out.m_backupFlag && out.m_newVolume1 && out.m_newVolume2 && out.m_forceLabel);
-  EXPECT_EQ(config.GetName(), "tape");
-  EXPECT_EQ(CFnx_Dal_ConfigurationTape(config).Get_Location(), "root") << "a copy keeps the values";
-  EXPECT_EQ(std::unique_ptr<CFnx_Dal_Configuration>(config.Clone())->Get_Location(), "") << "a clone has none";
+  CFnx_Dal_ConfigurationTape(tape).GetValues(out);
+  EXPECT_EQ(out.m_location + " " + out.m_volumeInfo + " " + std::to_string(out.m_carriedNumber2), "a/b\\c info 18");
+  EXPECT_EQ(tape.GetName() + std::to_string(tape.GetMaxPageSize()), "tape1");
+  EXPECT_EQ(std::unique_ptr<CFnx_Dal_Configuration>(tape.Clone())->Get_Location(), "");
 }
 
-// Now in local time, spelled as tape label stamps are: "YYYY.MM.DD", "hh.mm.ss".
-std::pair<std::string, std::string> LocalStamps() {
-  const std::time_t now = std::time(nullptr);
-  std::tm local{};
-#ifdef _WIN32
-  localtime_s(&local, &now);
-#else
-  localtime_r(&now, &local);
-#endif
-  char date[32];
-  char time[32];
-  std::snprintf(date, sizeof date, "%04d.%02d.%02d", local.tm_year + 1900, local.tm_mon + 1, local.tm_mday);
-  std::snprintf(time, sizeof time, "%02d.%02d.%02d", local.tm_hour, local.tm_min, local.tm_sec);
-  return {date, time};
+// A centera document is named like a disk one but in its root, and nothing
+// is made on disk.
+TEST(Configurations, CenteraNamesNewFilesInItsRoot) {
+  CFnx_Dal_ConfigurationCentera centera;
+  CFnx_Dal_ConfigValues values;
+  values.m_location = "store";
+  centera.SetValues(values);
+  std::string directory, first, second;
+  centera.GetNewLocation(directory, first);
+  centera.GetNewLocation(directory, second);
+  EXPECT_EQ(directory, "store");
+  EXPECT_EQ(first.rfind("fnx_das_", 0), 0u);
+  EXPECT_NE(first, second);
+  EXPECT_FALSE(Osl_File_System::exists("store"));
 }
 
-TEST(TapeConfiguration, StampsTheLocalDateAndTime) {
+// Tape labels carry the local date and time as "YYYY.MM.DD" and "hh.mm.ss".
+TEST(Configurations, TapeStampsTheLocalDateAndTime) {
+  const auto stamp = [](const char* format) {
+    const std::time_t now = std::time(nullptr);
+    char text[32];
+    std::strftime(text, sizeof text, format, std::localtime(&now));
+    return std::string(text);
+  };
   const CFnx_Dal_ConfigurationTape config;
-  const auto before = LocalStamps();
-  const std::string date = config.GetCurDateFormat();
+  const std::string date = stamp("%Y.%m.%d"), before = stamp("%H.%M.%S");
   const std::string time = config.GetCurTimeFormat();
-  const auto after = LocalStamps();
-  EXPECT_TRUE(date == before.first || date == after.first) << date << " vs " << before.first;
-  EXPECT_TRUE(before.second <= time && time <= after.second) << time << " vs " << before.second;
+  EXPECT_TRUE(config.GetCurDateFormat() == date || config.GetCurDateFormat() == stamp("%Y.%m.%d"));
+  EXPECT_TRUE(before <= time && time <= stamp("%H.%M.%S")) << time << " vs " << before;
 }
 
 TEST(Versions, TheLibraryRegistersAtLoadAndOnRequest) {
   const std::regex form(R"(@\(#\)VER_INF0\|dal_storage\|\d+\.\d+\.\d+\|[^|]+\|)");
+  FnxVr_Versions versions;
+  GetVersionsList_dal_storage(versions);
+  EXPECT_TRUE(std::regex_match(versions.Entries().at(0).second, form));
   bool atLoad = false;
   for (const auto& entry : FnxVr_Versions::Process().Entries()) {
     if (entry.first == "dal_storage") atLoad = std::regex_match(entry.second, form);
   }
   EXPECT_TRUE(atLoad);
-  FnxVr_Versions versions;
-  GetVersionsList_dal_storage(versions);
-  ASSERT_EQ(versions.Entries().size(), 1u);
-  EXPECT_TRUE(std::regex_match(versions.Entries()[0].second, form)) << versions.Entries()[0].second;
 }
 
 }  // namespace

@@ -24,6 +24,8 @@ const Command kCommands[] = {
     {"delete", 5, 1000, DeleteDocuments},
     {"hold-lockfile", 2, 3, HoldLockfile},
     {"hold-document", 2, 3, HoldDocument},
+    {"tape-restore", 3, 3, RestoreTapeDocuments},
+    {"vtape-write", 2, 2, WriteTapeBlocks},
 };
 
 }  // namespace

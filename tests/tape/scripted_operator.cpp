@@ -5,6 +5,7 @@
 #include <list>
 
 #include "fnx_log.h"
+#include "fnx_vtape.h"
 
 const std::vector<std::string> kRetryCancel = {"Retry", "Cancel"};
 const std::string kUse = "Use. Tape will be erased. All data will be LOST!";
@@ -22,22 +23,13 @@ void CountQuestion(int /*severity*/, const char* component, const char* text, vo
   }
 }
 
-std::uint32_t IndexOf(const std::vector<std::string>& options, const std::string& answer) {
-  std::size_t i = 0;
-  while (i < options.size() && options[i] != answer) ++i;
-  return static_cast<std::uint32_t>(i == options.size() ? i + 3 : i);
-}
+std::string Key(const std::string& id) { return id.substr(0, 26) + id.substr(id.size() == 35 ? 27 : 26, 8); }
 
 }  // namespace
 
-ScriptedOperator::ScriptedOperator(const CFnx_Dal_OperatorItemID& id, std::vector<OperatorStep> steps)
-    : m_id(id), m_steps(std::move(steps)) {
-  Fnx_SetLogSink(5, &CountQuestion, &m_asked);
-  m_thread = std::thread([this] { Run(); });
-}
-
-ScriptedOperator::ScriptedOperator(const CFnx_Dal_OperatorItemID& id, Responder respond)
-    : m_id(id), m_respond(std::move(respond)) {
+ScriptedOperator::ScriptedOperator(const CFnx_Dal_OperatorItemID& id, std::vector<OperatorStep> steps,
+                                   Responder respond)
+    : m_id(id), m_steps(std::move(steps)), m_respond(std::move(respond)) {
   Fnx_SetLogSink(5, &CountQuestion, &m_asked);
   m_thread = std::thread([this] { Run(); });
 }
@@ -70,12 +62,12 @@ void ScriptedOperator::Run() {
       if (listed.getType() == m_id.getType() && listed.getName() == m_id.getName()) item = listed;
     }
     const std::vector<std::string> options(item.getOptions().begin(), item.getOptions().end());
-    const std::string number = "question " + std::to_string(handled + 1);
+    const std::string number = "question " + std::to_string(++handled);
     std::string answer = "Cancel";
     if (m_respond) {
       answer = m_respond(item.getText());
-    } else if (!overdue && handled < m_steps.size()) {
-      const OperatorStep& step = m_steps[handled];
+    } else if (!overdue && handled <= m_steps.size()) {
+      const OperatorStep& step = m_steps[handled - 1];
       if (item.getText() != step.question) {
         m_errors.push_back(number + " was \"" + item.getText() + "\", expected \"" + step.question + "\"");
       }
@@ -85,12 +77,43 @@ void ScriptedOperator::Run() {
     } else {
       m_errors.push_back("unexpected " + number + ": " + item.getText());
     }
-    ++handled;
-    table.SetOperatorResponce(m_id, IndexOf(options, answer));
+    std::size_t index = 0;
+    while (index < options.size() && options[index] != answer) ++index;
+    table.SetOperatorResponce(m_id, static_cast<std::uint32_t>(index == options.size() ? index + 3 : index));
     deadline = std::chrono::steady_clock::now() + kQuestionWait;
   }
   if (handled < m_steps.size()) {
     m_errors.push_back("only " + std::to_string(handled) + " of " + std::to_string(m_steps.size()) +
                        " questions were asked; next: " + m_steps[handled].question);
   }
+}
+
+void CartridgeOperator::Note(const std::string& volume_id, const std::string& cartridge) {
+  volumes[Key(volume_id)] = cartridge;
+}
+
+std::string CartridgeOperator::Respond(const std::string& question) {
+  repeats = question == last_question ? repeats + 1 : 0;
+  last_question = question;
+  try {
+    if (question.find("insert a new volume") != std::string::npos && !blanks.empty() && repeats < 2) {
+      FnxVtapeInsert(library, blanks.front());
+      blanks.erase(blanks.begin());
+      return "Retry";
+    }
+    for (const std::string prefix :
+         {"Restore: please insert tape with label=(", "Please insert tape with label=(", "Tape with label=("}) {
+      if (question.rfind(prefix, 0) != 0 || volumes.empty() || repeats >= 2) continue;
+      const std::string named = question.substr(prefix.size(), question.find(')') - prefix.size());
+      const auto found = named.size() == 35 ? volumes.find(Key(named)) : volumes.begin();
+      if (found == volumes.end()) break;
+      FnxVtapeInsert(library, found->second);
+      return "Retry";
+    }
+  } catch (const std::exception& error) {
+    errors.push_back("acting on \"" + question + "\": " + error.what());
+    return "Cancel";
+  }
+  errors.push_back("unexpected question: " + question);
+  return "Cancel";
 }

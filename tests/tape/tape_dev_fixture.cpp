@@ -1,22 +1,38 @@
 #include "tape_dev_fixture.h"
 
 #include <algorithm>
-#include <chrono>
-#include <thread>
+
+#include "os_tape.h"
+#include "vtape_cartridge.h"
+#include "vtape_library.h"
 
 TapeDevTest::TapeDevTest() {
-  m_drive.Insert(m_cartridge);
   CFnx_Dal_ConfigValues values;
   values.m_type = 7;
   // One operator key per test: the operator table is process-wide.
   values.m_name = ::testing::UnitTest::GetInstance()->current_test_info()->name();
   values.m_dasName = "DAS_TEST";
   values.m_volumeName = "VOL_A";
-  values.m_deviceName = "fake0";
-  m_config.SetValues(values);
+  SetValues(values);
+  UseLibrary(512, 1 << 20);
 }
 
-std::unique_ptr<CFnx_Dal_TapeDev> TapeDevTest::NewDevice() { return std::make_unique<FakeTapeDev>(m_config, m_drive); }
+void TapeDevTest::UseLibrary(std::uint32_t block_size, std::uint64_t end_of_medium, unsigned cartridges) {
+  m_library = m_dir.Join("library" + std::to_string(++m_libraries));
+  m_block_size = block_size;
+  FnxVtapeLibraryShape shape;
+  shape.cartridges = cartridges;
+  shape.blockSize = block_size;
+  // The early warning, where the first write fails, begins at end_of_medium.
+  shape.warningBytes = 8 * std::max(block_size, 512u);
+  shape.capacityBytes = end_of_medium * std::max(block_size, 512u) + shape.warningBytes;
+  FnxVtapeCreateLibrary(m_library, shape);
+  FnxVtapeInsert(m_library, "C001");
+  CFnx_Dal_ConfigValues values = Values();
+  values.m_deviceName = "vtape:" + m_library;
+  values.m_volumeInfo.clear();  // no volume of the new library is known yet
+  SetValues(values);
+}
 
 CFnx_Dal_ConfigValues TapeDevTest::Values() {
   CFnx_Dal_ConfigValues values;
@@ -24,11 +40,16 @@ CFnx_Dal_ConfigValues TapeDevTest::Values() {
   return values;
 }
 
+CFnx_Dal_OperatorItemID TapeDevTest::Console() {
+  const CFnx_Dal_ConfigValues values = Values();
+  return CFnx_Dal_OperatorItemID(values.m_type, values.m_name, values.m_dasName);
+}
+
 void TapeDevTest::StartRunOnNewVolume() {
   CFnx_Dal_ConfigValues values = Values();
   values.m_forceLabel = true;
   SetValues(values);
-  NewDevice()->BackupStart();
+  Device()->BackupStart();
   values = Values();
   values.m_forceLabel = false;
   SetValues(values);
@@ -36,20 +57,19 @@ void TapeDevTest::StartRunOnNewVolume() {
 
 std::string TapeDevTest::WriteFile(const std::string& content, std::size_t chunk) {
   for (;;) {
-    const std::unique_ptr<CFnx_Dal_TapeDev> file_device = NewDevice();
-    CFnx_Dal_TapeDev& device = *file_device;
-    device.FileWriteStart();
+    const std::unique_ptr<CFnx_Dal_TapeDev> device = Device();
+    device->FileWriteStart();
     bool given_up = false;
     for (std::size_t done = 0; done < content.size() && !given_up;) {
       const auto piece = static_cast<std::uint32_t>(std::min(chunk, content.size() - done));
       std::string bytes = content.substr(done, piece);
       std::uint32_t written = 0;
-      if (!device.FileWrite(bytes.data(), piece, written)) return "FileWrite refused";
+      if (!device->FileWrite(bytes.data(), piece, written)) return "FileWrite refused";
       given_up = written != piece;
       done += written;
     }
     CFnx_Dal_Tape_Location location;
-    device.FileWriteEnd(location);
+    device->FileWriteEnd(location);
     if (given_up) continue;
     std::string text;
     location.put_to_string(text);
@@ -60,39 +80,75 @@ std::string TapeDevTest::WriteFile(const std::string& content, std::size_t chunk
 std::string TapeDevTest::RestoreFile(const std::string& location_text, std::size_t chunk) {
   CFnx_Dal_Tape_Location location;
   location.get_from_string(location_text);
-  const std::unique_ptr<CFnx_Dal_TapeDev> file_device = NewDevice();
-  CFnx_Dal_TapeDev& device = *file_device;
-  device.ReadStart(location);
+  const std::unique_ptr<CFnx_Dal_TapeDev> device = Device();
+  device->ReadStart(location);
   std::string restored;
   std::string piece(chunk, '\0');
   for (std::uint32_t read = static_cast<std::uint32_t>(chunk); read == chunk;) {
-    device.ReadRead(piece.data(), static_cast<std::uint32_t>(chunk), read);
+    device->ReadRead(piece.data(), static_cast<std::uint32_t>(chunk), read);
     restored.append(piece.data(), read);
   }
-  device.ReadEnd();
+  device->ReadEnd();
   return restored;
 }
 
-std::function<void()> TapeDevTest::InsertNewVolume(std::shared_ptr<FakeCartridge> next) {
-  return [this, next] { m_drive.Insert(next); };
+void TapeDevTest::Fail(const std::string& call, std::uint32_t error, std::uint64_t at, bool always) {
+  FnxVtapeFault fault;
+  fault.call = call;
+  fault.error = error;
+  fault.at = at;
+  fault.always = always;
+  FnxVtapeScriptFault(m_library, fault);
 }
 
-std::string IdOf(const std::shared_ptr<FakeCartridge>& cartridge) {
-  return cartridge->blocks.at(0).substr(kTapeVolumeIdOffset, kTapeVolumeIdSize);
+std::string TapeDevTest::Block(const std::string& cartridge, std::uint64_t n) {
+  vtape_cartridge image;
+  image.open(vtape_library(m_library).image_path(cartridge), cartridge, m_block_size, /*for_writing=*/false);
+  std::string block(m_block_size, '\0');
+  if (n >= image.end_of_data() || image.read(n, 1, block.data()) != 0) return std::string();
+  return block;
+}
+
+std::vector<std::string> TapeDevTest::Blocks(const std::string& cartridge) {
+  std::vector<std::string> blocks;
+  for (std::string block = Block(cartridge, 0); !block.empty(); block = Block(cartridge, blocks.size())) {
+    blocks.push_back(block);
+  }
+  return blocks;
+}
+
+void TapeDevTest::PutBlock(const std::string& cartridge, std::uint64_t n, const std::string& bytes) {
+  std::vector<std::string> blocks = Blocks(cartridge);
+  blocks.resize(std::max<std::size_t>(blocks.size(), n + 1));
+  blocks[n] = bytes;
+  blocks[n].resize(m_block_size, ' ');
+  vtape_cartridge image;
+  image.open(vtape_library(m_library).image_path(cartridge), cartridge, m_block_size, /*for_writing=*/true);
+  for (std::uint64_t i = n; i < blocks.size(); ++i) ASSERT_EQ(image.write(i, 1, blocks[i].data()), 0u);
+}
+
+std::string TapeDevTest::Cartridge(int n) {
+  const std::string number = std::to_string(n);
+  return "C" + std::string(3 - number.size(), '0') + number;
+}
+
+void TapeDevTest::LabelOther(const std::string& cartridge) {
+  tape_volume_label label;
+  label.set("OLD_VOL", "DAS_OTHER", "2020.01.02", "03.04.05");
+  PutBlock(cartridge, 0, std::string(label.bytes(), kTapeLabelSize));
+}
+
+void TapeDevTest::FillForeign(const std::string& cartridge) {
+  for (std::uint64_t n = 0; n < 3; ++n) PutBlock(cartridge, n, std::string(m_block_size, static_cast<char>('a' + n)));
 }
 
 std::string RestoreQuestion(const std::string& wanted, const std::string& found) {
   return "Restore: please insert tape with label=(" + wanted + ").\n Label on current tape=(" + found + ")";
 }
 
-std::string Content(std::size_t size, unsigned seed) {
-  std::string content(size, '\0');
-  std::uint32_t state = seed * 2654435761u + 1;
-  for (char& byte : content) {
-    state = state * 1103515245u + 12345u;
-    byte = static_cast<char>(state >> 16);
-  }
-  return content;
+std::string DriveFailure(const std::string& call, std::uint32_t error) {
+  const std::string system = os_tape_error_text(error);
+  return call + ":Err(" + std::to_string(error) + ")" + (system.empty() ? "" : " " + system);
 }
 
 ::testing::AssertionResult SameBytes(const std::string& actual, const std::string& expected) {

@@ -1,18 +1,20 @@
 #pragma once
-// What the tape device suites share: a drive with a cartridge, the caller's
-// configuration, the scripted operator, and whole files written and restored
-// the way the tape media adapter does it.
+// What the tape device suites share: a virtual drive of blank cartridges
+// (C001 in the drive), the caller's configuration for it, the scripted
+// operator, and whole files written and restored the way the tape media
+// adapter does it.
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "dal_tape_dev.h"
-#include "fake_tape_drive.h"
+#include "dal_tape_dev_win32.h"
+#include "disk_content.h"
+#include "fnx_vtape.h"
 #include "scripted_operator.h"
+#include "temp_dir.h"
 
 inline constexpr char kTapeDevSource[] = "dal_storage/src/dal_tape_dev";
 
@@ -20,22 +22,24 @@ class TapeDevTest : public ::testing::Test {
  protected:
   TapeDevTest();
 
-  // The device of the drive under test for one call or one file; the
-  // in-memory drive's unless a suite runs on another drive.
-  virtual std::unique_ptr<CFnx_Dal_TapeDev> NewDevice();
+  // A new library for the configuration's device, C001 in its drive; the
+  // first write at end_of_medium or behind it fails.
+  void UseLibrary(std::uint32_t block_size, std::uint64_t end_of_medium, unsigned cartridges = 4);
+  // The device for one call or one file, as the tape media adapter makes them.
+  std::unique_ptr<CFnx_Dal_TapeDev> Device() { return std::make_unique<CFnx_Dal_TapeDevWin32>(m_config); }
 
   CFnx_Dal_ConfigValues Values();
   void SetValues(const CFnx_Dal_ConfigValues& values) { m_config.SetValues(values); }
+  std::string VolumeId() { return tape_volume_info_id(Values().m_volumeInfo); }
 
   // Runs call while the scripted operator answers, and expects the script kept.
   template <typename Call>
   void Operate(std::vector<OperatorStep> steps, Call&& call) {
-    const CFnx_Dal_ConfigValues values = Values();
-    ScriptedOperator console(CFnx_Dal_OperatorItemID(values.m_type, values.m_name, values.m_dasName),
-                             std::move(steps));
+    ScriptedOperator console(Console(), std::move(steps));
     call();
     EXPECT_EQ(console.Finish(), std::vector<std::string>{});
   }
+  CFnx_Dal_OperatorItemID Console();
   // Whether call raised tape_user_abort, naming the device as its source.
   template <typename Call>
   static bool Aborts(Call&& call) {
@@ -55,20 +59,26 @@ class TapeDevTest : public ::testing::Test {
   std::string WriteFile(const std::string& content, std::size_t chunk = 4096);
   std::string RestoreFile(const std::string& location, std::size_t chunk = 4096);
 
-  std::string VolumeId() { return tape_volume_info_id(Values().m_volumeInfo); }
-  // An operator action that inserts next. It does not wait for the clock: a
-  // volume labelled in the same second as the one before must still get an
-  // id of its own.
-  std::function<void()> InsertNewVolume(std::shared_ptr<FakeCartridge> next);
+  // The drive: scripted failures of its calls, and a cartridge's blocks.
+  void Fail(const std::string& call, std::uint32_t error, std::uint64_t at = 1, bool always = false);
+  std::string Block(const std::string& cartridge, std::uint64_t n);  // empty behind the data
+  std::vector<std::string> Blocks(const std::string& cartridge);
+  void PutBlock(const std::string& cartridge, std::uint64_t n, const std::string& bytes);
+  // Cartridge n of a library: C001, C002, ...
+  static std::string Cartridge(int n);
+  // Block 0 labelled by another run as "OLD_VOL", or data of some other kind.
+  void LabelOther(const std::string& cartridge);
+  void FillForeign(const std::string& cartridge);
 
-  FakeTapeDrive m_drive{512};
-  std::shared_ptr<FakeCartridge> m_cartridge = std::make_shared<FakeCartridge>();
+  TempDir m_dir;
+  std::string m_library;
+  int m_libraries = 0;
+  std::uint32_t m_block_size = 512;
   CFnx_Dal_ConfigurationTape m_config;
 };
 
-std::string IdOf(const std::shared_ptr<FakeCartridge>& cartridge);
 std::string RestoreQuestion(const std::string& wanted, const std::string& found);
+// What a failed drive call says: "ReadFile:Err(1117)" and the system's text.
+std::string DriveFailure(const std::string& call, std::uint32_t error);
 // Compares contents without printing them: says where they part.
 ::testing::AssertionResult SameBytes(const std::string& actual, const std::string& expected);
-// Bytes that differ from position to position and from seed to seed.
-std::string Content(std::size_t size, unsigned seed = 1);

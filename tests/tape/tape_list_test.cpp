@@ -26,7 +26,9 @@ std::string Column(const std::string& line, std::size_t first, std::size_t last)
   return text.substr(text.find_first_not_of(' ') == std::string::npos ? text.size() : text.find_first_not_of(' '));
 }
 
-class TapeList : public TapeDevTest {};
+constexpr std::uint32_t kEndOfFile = 38;  // how some drives report the end of the data
+
+using TapeList = TapeDevTest;
 
 }  // namespace
 
@@ -39,23 +41,20 @@ TEST_F(TapeList, TheTableOfContentsMatchesTheFilesWritten) {
   SetValues(values);
   struct Case {
     std::uint32_t block_size;
-    bool end_of_data_code;
+    std::uint64_t end_of_file_read;  // the read that meets the end reports it so; 0: as no data
     std::vector<std::size_t> sizes;
   } cases[] = {
-      {512, false, {700, 0, 2 * 65528 + 3, 1}},
-      {4096, true, {65528, 0}},
-      {65536, false, {}},
+      {512, 0, {700, 0, 2 * 65528 + 3, 1}},
+      {4096, 4, {65528, 0}},
+      {65536, 0, {}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.block_size);
-    m_cartridge = std::make_shared<FakeCartridge>();
-    m_drive.Insert(m_cartridge);
-    m_drive.set_block_size(c.block_size);
-    m_drive.end_of_data_code = c.end_of_data_code;
+    UseLibrary(c.block_size, 1 << 12);
     StartRunOnNewVolume();
     std::vector<tape_file_label_basic> expected;
     for (std::size_t size : c.sizes) {
-      const std::string location = WriteFile(Content(size, static_cast<unsigned>(size)));
+      const std::string location = WriteFile(DocumentBytes(size, size));
       if (size == 0) continue;
       CFnx_Dal_Tape_Location parsed;
       parsed.get_from_string(location);
@@ -63,9 +62,10 @@ TEST_F(TapeList, TheTableOfContentsMatchesTheFilesWritten) {
       expected.emplace_back();
       parsed.parse_location(das, config, expected.back());
     }
+    if (c.end_of_file_read) Fail("read", kEndOfFile, c.end_of_file_read);
 
     std::ostringstream out;
-    FakeTapeDev device(m_config, m_drive);
+    CFnx_Dal_TapeDevWin32 device(m_config);
     dal_tape_list_contents(device, out);
     const std::vector<std::string> lines = Lines(out.str());
     ASSERT_EQ(lines.size(), 1 + 9 + expected.size() + 1);
@@ -89,7 +89,7 @@ TEST_F(TapeList, TheTableOfContentsMatchesTheFilesWritten) {
     // At the end the scanner stays at the end, without going to the drive:
     // with the cartridge out, a drive call would raise.
     tape_file_label_basic label;
-    m_drive.Insert(nullptr);
+    FnxVtapeEject(m_library);
     EXPECT_EQ(device.GetNextEndLabel(label), 0);
   }
 }
@@ -98,13 +98,14 @@ TEST_F(TapeList, TheTableOfContentsMatchesTheFilesWritten) {
 // the block takes no part, and each unit of it counts 10^8 bytes.
 TEST_F(TapeList, TheLengthReadsItsHighPartFromTheLabelAlone) {
   StartRunOnNewVolume();
-  WriteFile(Content(700));
-  std::string& end_label = m_cartridge->blocks.at(4);
+  WriteFile(DocumentBytes(1, 700));
+  std::string end_label = Block("C001", 4);
   ASSERT_TRUE(tape_is_end_label(end_label.data()));
   end_label.replace(offsetof(tape_file_label_basic, filler), 10, "0000000001");
   end_label.replace(kTapeFileLabelBasicSize, 10, "9999999999");
+  PutBlock("C001", 4, end_label);
   std::ostringstream out;
-  FakeTapeDev device(m_config, m_drive);
+  CFnx_Dal_TapeDevWin32 device(m_config);
   dal_tape_list_contents(device, out);
   const std::vector<std::string> lines = Lines(out.str());
   ASSERT_EQ(lines.size(), 12u);
@@ -118,14 +119,14 @@ TEST_F(TapeList, TheLengthReadsItsHighPartFromTheLabelAlone) {
 }
 
 // The dump counts the blocks between labels and, at an end of the data that
-// the drive reports by its number, sums up; at end_of_tape_error it stops.
+// the drive reports as no data, sums up; at the end of a file it stops.
 TEST_F(TapeList, TheLabelDumpCountsTheBlocksBetweenLabels) {
   StartRunOnNewVolume();
-  WriteFile(Content(700));
-  for (bool end_of_data_code : {true, false}) {
-    m_drive.end_of_data_code = end_of_data_code;
+  WriteFile(DocumentBytes(1, 700));
+  for (bool no_data : {true, false}) {
+    if (!no_data) Fail("read", kEndOfFile, 6);  // the read behind the fifth block
     std::ostringstream out;
-    FakeTapeDev(m_config, m_drive).PrintLabelsList(out);
+    Device()->PrintLabelsList(out);
     const std::string text = out.str();
     EXPECT_EQ(text.find("\ntape_volume_label={---"), 0u);
     EXPECT_NE(text.find("-\nproduct_name=\t\t(FOLIANTIX )\nproduct_ver=\t\t(3.5.00      )\n"), std::string::npos);
@@ -134,30 +135,25 @@ TEST_F(TapeList, TheLabelDumpCountsTheBlocksBetweenLabels) {
                                         "blocks between labels=0, calculated=0\n\ntape_file_label_basic={");
     const std::size_t end = text.find("blocks between labels=2, calculated=2\n");
     EXPECT_NE(start, std::string::npos);
-    EXPECT_NE(end, std::string::npos);
     EXPECT_LT(start, end);
+    EXPECT_NE(end, std::string::npos);
     const std::string summary = "************* number files on tape=1  ********************\nnum_single_blocks_read=4\n";
-    EXPECT_EQ(text.find(summary) != std::string::npos, end_of_data_code);
+    EXPECT_EQ(text.find(summary) != std::string::npos, no_data);
   }
 }
 
 // A drive in variable block mode has no blocks to count: every listing call
 // ends in tape_single_blocksize_error, never in a division by zero.
 TEST_F(TapeList, ABlockSizeOfZeroEndsInTheSingleBlockSizeError) {
-  StartRunOnNewVolume();
-  WriteFile(Content(700));
-  m_drive.set_block_size(0);
+  UseLibrary(0, 16);
   std::ostringstream out;
   tape_volume_label volume;
   tape_file_label_basic label;
-  const std::function<void(FakeTapeDev&)> calls[] = {
-      [&](FakeTapeDev& device) { device.GetVolumeLabel(volume); },
-      [&](FakeTapeDev& device) { device.GetNextEndLabel(label); },
-      [&](FakeTapeDev& device) { device.PrintLabelsList(out); },
-      [&](FakeTapeDev& device) { dal_tape_list_contents(device, out); },
+  const std::function<void(CFnx_Dal_TapeDev&)> calls[] = {
+      [&](CFnx_Dal_TapeDev& device) { device.GetVolumeLabel(volume); },
+      [&](CFnx_Dal_TapeDev& device) { device.GetNextEndLabel(label); },
+      [&](CFnx_Dal_TapeDev& device) { device.PrintLabelsList(out); },
+      [&](CFnx_Dal_TapeDev& device) { dal_tape_list_contents(device, out); },
   };
-  for (const auto& call : calls) {
-    FakeTapeDev device(m_config, m_drive);
-    EXPECT_THROW(call(device), tape_single_blocksize_error);
-  }
+  for (const auto& call : calls) EXPECT_THROW(call(*Device()), tape_single_blocksize_error);
 }

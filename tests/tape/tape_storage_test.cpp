@@ -13,7 +13,6 @@
 #include <string>
 #include <vector>
 
-#include "cartridge_operator.h"
 #include "child_process.h"
 #include "dal_media.h"
 #include "dal_storage.h"
@@ -22,6 +21,7 @@
 #include "disk_content.h"
 #include "fnx_expect.h"
 #include "fnx_vtape.h"
+#include "scripted_operator.h"
 #include "temp_dir.h"
 
 namespace {
@@ -187,10 +187,11 @@ TEST(TapeStorage, ABackupRunOverSeveralVolumesRestoresInAnotherProcess) {
   for (std::size_t size : sizes) blocks += 3 + size / 65528;
   shape.capacityBytes = blocks / 4 * shape.blockSize;
   FnxVtapeCreateLibrary(library, shape);
-  std::vector<std::string> blanks;
-  for (const auto& cartridge : FnxVtapeGetStatus(library).cartridges) blanks.push_back(cartridge.name);
-  FnxVtapeInsert(library, blanks.front());
-  blanks.erase(blanks.begin());
+  CartridgeOperator cartridges;
+  cartridges.library = library;
+  for (const auto& cartridge : FnxVtapeGetStatus(library).cartridges) cartridges.blanks.push_back(cartridge.name);
+  FnxVtapeInsert(library, cartridges.blanks.front());
+  cartridges.blanks.erase(cartridges.blanks.begin());
 
   CFnx_Dal_ConfigurationTape config;
   CFnx_Dal_ConfigValues values;
@@ -209,9 +210,8 @@ TEST(TapeStorage, ABackupRunOverSeveralVolumesRestoresInAnotherProcess) {
   std::vector<Written> written;
   std::map<std::string, std::string> volumes;  // volume id to cartridge
   {
-    std::vector<std::string> errors;
     ScriptedOperator console(CFnx_Dal_OperatorItemID(7, "backup", "DAS_E2E"),
-                             CartridgeResponder(library, blanks, {}, &errors));
+                             [&](const std::string& question) { return cartridges.Respond(question); });
     CFnx_Dal_Storage::BackupStart(&config);
     for (int i = 0; i < kDocuments; ++i) {
       const std::uint64_t seed = 1000 + static_cast<std::uint64_t>(i);
@@ -233,7 +233,7 @@ TEST(TapeStorage, ABackupRunOverSeveralVolumesRestoresInAnotherProcess) {
     }
     CFnx_Dal_Storage::BackupEnd(&config);
     EXPECT_EQ(console.Finish(), std::vector<std::string>{});
-    EXPECT_EQ(errors, std::vector<std::string>{});
+    EXPECT_EQ(cartridges.errors, std::vector<std::string>{});
   }
   ASSERT_GE(volumes.size(), 3u) << "the run should span three volumes at least";
 
@@ -262,6 +262,6 @@ TEST(TapeStorage, ABackupRunOverSeveralVolumesRestoresInAnotherProcess) {
     AppendLine(document_list, w.document.location + "\t" + std::to_string(w.document.seed) + "\t" +
                                   std::to_string(w.document.size));
   }
-  ChildProcess worker("tape_restore_worker", {library, volume_list, document_list});
+  ChildProcess worker({"tape-restore", library, volume_list, document_list});
   EXPECT_EQ(worker.Wait(), 0);
 }
