@@ -63,21 +63,14 @@ TEST(OsPath, SplitsAndJoins) {
 
 TEST(DalParsePathSeparators, BringsBothSeparatorsIntoThePlatformForm) {
   const std::string s(1, OS_PATH_SEPARATOR);
-  std::string longPath;  // far beyond any path limit: nothing is cut
-  std::string longExpected;
-  for (int i = 0; i < 20000; ++i) {
-    longPath += (i % 2 ? "/seg\xE4" : "\\seg\xE4");
-    longExpected += s + "seg\xE4";
-  }
   const std::map<std::string, std::string> cases{
       {"a/b\\c", "a" + s + "b" + s + "c"}, {"/\\/\\", s + s + s + s}, {"", ""},
       {"no separator", "no separator"},    {"\\\\host\\share/x", s + s + "host" + s + "share" + s + "x"},
-      {longPath, longExpected},
   };
   for (const auto& [input, expected] : cases) {
     std::string path = input;
     DalParsePathSeparators(path);
-    EXPECT_EQ(path, expected) << input.substr(0, 40);
+    EXPECT_EQ(path, expected) << input;
   }
 }
 

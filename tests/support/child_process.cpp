@@ -49,13 +49,14 @@ std::string QuoteArgument(const std::string& arg) {
   }
   return quoted.append(backslashes * 2, '\\') + "\"";
 }
-}  // namespace
 
+// The directory of the running executable, with a trailing separator.
 std::string ExecutableDirectory() {
   char path[MAX_PATH];
   const std::string self(path, GetModuleFileNameA(nullptr, path, MAX_PATH));
   return self.substr(0, self.find_last_of("\\/") + 1);
 }
+}  // namespace
 
 ChildProcess::ChildProcess(const std::string& helper, const std::vector<std::string>& args) {
   const std::string program = ExecutableDirectory() + helper + ".exe";
@@ -92,6 +93,7 @@ void ChildProcess::Kill() {
 
 #else
 
+namespace {
 std::string ExecutableDirectory() {
   char path[PATH_MAX];
   const ssize_t length = readlink("/proc/self/exe", path, sizeof path);
@@ -99,6 +101,7 @@ std::string ExecutableDirectory() {
   const std::string self(path, static_cast<std::size_t>(length));
   return self.substr(0, self.find_last_of('/') + 1);
 }
+}  // namespace
 
 ChildProcess::ChildProcess(const std::string& helper, const std::vector<std::string>& args) {
   const std::string program = ExecutableDirectory() + helper;

@@ -35,6 +35,3 @@ class ChildProcess {
   bool m_killed = false;        // by Kill (Windows tells no signal)
   std::intptr_t m_handle = 0;  // the process: a HANDLE on Windows, else its pid
 };
-
-// The directory of the running executable, with a trailing separator.
-std::string ExecutableDirectory();
