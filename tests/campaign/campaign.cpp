@@ -65,8 +65,8 @@ std::string ReadWhole(const std::string& location, CFnx_Dal_Configuration* confi
     std::string piece(1 << 20, '\0');
     content.clear();
     // The first read from the beginning, the others on from the cursor, up to the 0 at the end.
-    for (std::int32_t got; (got = handle.Read(piece.data(), static_cast<std::uint32_t>(piece.size()),
-                                              content.empty() ? -1 : 0)) != 0;) {
+    for (std::int32_t got;
+         (got = handle.Read(piece.data(), static_cast<std::uint32_t>(piece.size()), content.empty() ? -1 : 0)) != 0;) {
       if (got < 0) return "read failed at byte " + std::to_string(content.size());
       content.append(piece.data(), static_cast<std::size_t>(got));
     }
