@@ -8,6 +8,7 @@
 // question unanswered, a drive or a lock that hangs).
 #include "campaign.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <exception>
@@ -62,7 +63,7 @@ std::string ReadWhole(const std::string& location, CFnx_Dal_Configuration* confi
   try {
     CFnx_Dal_Storage handle(location);
     if (!handle.OpenForReading(config)) return "open for reading refused";
-    std::string piece(1 << 20, '\0');
+    std::string piece(static_cast<std::size_t>(std::min<std::int64_t>(handle.GetSize() + 1, 1 << 20)), '\0');
     content.clear();
     // The first read from the beginning, the others on from the cursor, up to the 0 at the end.
     for (std::int32_t got;
