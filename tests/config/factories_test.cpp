@@ -1,14 +1,18 @@
-// The media and configuration factories and the configuration records.
+// The media and configuration factories, the configuration records and the
+// version registration.
 #include <gtest/gtest.h>
 
+#include <ctime>
 #include <list>
 #include <memory>
+#include <regex>
 #include <string>
 
 #include "dal_configuration.h"
 #include "dal_configuration_centera.h"
 #include "dal_configuration_tape.h"
 #include "dal_media.h"
+#include "dal_versions.h"
 #include "osl_directory.h"
 
 namespace {
@@ -76,6 +80,33 @@ TEST(Configurations, CenteraNamesNewFilesInItsRoot) {
   EXPECT_EQ(first.rfind("fnx_das_", 0), 0u);
   EXPECT_NE(first, second);
   EXPECT_FALSE(Osl_File_System::exists("store"));
+}
+
+// Tape labels carry the local date and time as "YYYY.MM.DD" and "hh.mm.ss".
+TEST(Configurations, TapeStampsTheLocalDateAndTime) {
+  const auto stamp = [](const char* format) {
+    const std::time_t now = std::time(nullptr);
+    char text[32];
+    std::strftime(text, sizeof text, format, std::localtime(&now));
+    return std::string(text);
+  };
+  const CFnx_Dal_ConfigurationTape config;
+  const std::string date = stamp("%Y.%m.%d"), before = stamp("%H.%M.%S");
+  const std::string time = config.GetCurTimeFormat();
+  EXPECT_TRUE(config.GetCurDateFormat() == date || config.GetCurDateFormat() == stamp("%Y.%m.%d"));
+  EXPECT_TRUE(before <= time && time <= stamp("%H.%M.%S")) << time << " vs " << before;
+}
+
+TEST(Versions, TheLibraryRegistersAtLoadAndOnRequest) {
+  const std::regex form(R"(@\(#\)VER_INF0\|dal_storage\|\d+\.\d+\.\d+\|[^|]+\|)");
+  FnxVr_Versions versions;
+  GetVersionsList_dal_storage(versions);
+  EXPECT_TRUE(std::regex_match(versions.Entries().at(0).second, form));
+  bool atLoad = false;
+  for (const auto& entry : FnxVr_Versions::Process().Entries()) {
+    if (entry.first == "dal_storage") atLoad = std::regex_match(entry.second, form);
+  }
+  EXPECT_TRUE(atLoad);
 }
 
 }  // namespace

@@ -98,6 +98,26 @@ TEST(DiskMediaDirectories, ADeepPathFailsAtTheFirstRefusedNameOnASmallStack) {
   EXPECT_LT(job.error.size(), job.blocker.size() + 200) << "the refused name, not the whole path";
 }
 
+// A location's own size bounds a read whatever the file holds now; the name
+// shows what the media measured, and a bare path is measured at the open.
+TEST(DiskMediaLocations, TheStoredSizeBoundsTheReadAndTheNameShowsTheMedia) {
+  TempDir dir;
+  const std::string path = dir.Join("file");
+  WriteFile(path, "The quick brown ");
+  EXPECT_EQ(CFnx_Dal_Storage(path).GetName(), "disk@" + path + ",0,0#");
+  CFnx_Dal_Storage measured("disk@" + path + "#");
+  ASSERT_TRUE(measured.OpenForReading(nullptr));
+  EXPECT_EQ(measured.GetName(), "disk@" + path + ",0,16#");
+  CFnx_Dal_Storage stale("disk@" + path + ",0,4#");
+  ASSERT_TRUE(stale.OpenForReading(nullptr));
+  std::string back(100, '\0');
+  back.resize(static_cast<std::size_t>(stale.Read(back.data(), 100, -1)));
+  EXPECT_EQ(back, "The quick brown ") << "-1 reads the file from its start";
+  EXPECT_EQ(stale.Read(back.data(), 100, 5), 0) << "an explicit position past the stored size finds no file";
+  EXPECT_EQ(stale.GetSize(), 4);
+  EXPECT_EQ(stale.GetName(), "disk@" + path + ",0,16#");
+}
+
 // What an entry becomes when a file is counted in (1) or out (2), with the
 // directory's other entries present.
 TEST(DirFile, CountTable) {

@@ -13,6 +13,7 @@
 #include "dal_storage.h"
 #include "disk_content.h"
 #include "fnx_expect.h"
+#include "os_datetime.h"
 #include "os_faults.h"
 #include "os_path.h"
 #include "osl_directory.h"
@@ -158,6 +159,7 @@ TEST(DiskRefusals, EachRaisesItsErrorAndLeavesNothingBehind) {
   EXPECT_FALSE(Osl_File_System::exists(dir.Join("a,b")));
   EXPECT_FALSE(Osl_File_System::exists("lockfile")) << "an empty root is not the working directory";
   EXPECT_TRUE(LockfileIsFree(full) && LockfileIsFree(foreignRoot));
+  EXPECT_EQ(DateDirectoryOf(held.GetName()), os_path(full, os_date::today().to_string("%m_%d_%Y") + "_1").str());
   EXPECT_EQ(DirFileCount(DateDirectoryOf(held.GetName())), 5);
   EXPECT_EQ(Entries(DateDirectoryOf(held.GetName())).size(), 5u) << "the refused document was never created";
   EXPECT_EQ(Entries(dated), std::vector<std::string>{"foreign"}) << "file and count went before the directory";
