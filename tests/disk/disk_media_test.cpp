@@ -177,6 +177,12 @@ TEST(DiskCheck, FindsDriftEmptyAndUnreadableAndRepairsOnlyTheCounts) {
   Osl_Directory::create(empty);
   WriteFile(os_path(empty, "dirfile.txt"), "NumberOfFilesInDirectory=1;");
   Osl_Directory::create(os_path(dated, "stray"));
+  // No count, or a count file without its key, is no drift: the next count starts from the entries.
+  for (const char* name : {"01_03_2020_1", "01_04_2020_1"}) {
+    Osl_Directory::create(os_path(root, name));
+    WriteFile(os_path(os_path(root, name), "doc"), "d");
+  }
+  WriteFile(os_path(os_path(root, "01_04_2020_1"), "dirfile.txt"), "no key");
   for (const bool repair : {false, true}) {
     const auto findings = CheckDiskRoot(root, repair);
     ASSERT_EQ(findings.size(), 3u) << "repair " << repair;

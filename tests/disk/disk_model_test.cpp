@@ -140,6 +140,7 @@ TEST_F(DiskModel, DocumentsMatchTheModelAfterEveryStep) {
   std::mt19937_64 random(20240607);
   const auto pick = [&](std::int64_t most) { return static_cast<std::int64_t>(random() % (most + 1)); };
   std::vector<Document> documents;
+  CFnx_Dal_Storage writer;
   for (int step = 0; step < 300 && !HasFailure(); ++step) {
     const int action = documents.empty() ? 0 : static_cast<int>(random() % 12);
     Document* d = documents.empty() ? nullptr : &documents[random() % documents.size()];
@@ -165,7 +166,8 @@ TEST_F(DiskModel, DocumentsMatchTheModelAfterEveryStep) {
     if (action <= 2) {  // a new document written in pieces
       documents.push_back({"", "", {{0, PlaceFile()}}, action == 1});
       d = &documents.back();
-      CFnx_Dal_Storage document;
+      CFnx_Dal_Storage& document = writer;
+      document = CFnx_Dal_Storage();
       if (d->dat) document.SetFileExtension("dat");
       ASSERT_TRUE(document.OpenForWriting("disk", config.get()));
       EXPECT_FALSE(document.OpenForWriting("disk", config.get())) << "open already";
@@ -176,7 +178,7 @@ TEST_F(DiskModel, DocumentsMatchTheModelAfterEveryStep) {
       document.Close(false);
       d->location = document.GetName();
     } else if (action <= 5) {  // a stored document written at a position
-      CFnx_Dal_Storage document;  // moved to the location: like a located handle, it gains no file
+      CFnx_Dal_Storage& document = writer;  // the last writer, moved to the location: it gains no file
       document.ResetLocation(d->location);
       ASSERT_TRUE(document.ReOpenForWriting());
       EXPECT_FALSE(document.ReOpenForWriting()) << "open already";
