@@ -3,7 +3,7 @@
 // the exact layout is the point.
 #include <gtest/gtest.h>
 
-#include <cstdio>
+#include <algorithm>
 #include <random>
 #include <sstream>
 #include <stdexcept>
@@ -25,10 +25,9 @@ std::string Pad(const std::string& text, std::size_t width, char fill = ' ') {
 }
 
 // A number as a label field holds it: zero-filled, its first digits when too long.
-std::string Digits(long long value, int width) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%0*lld", width, value);
-  return std::string(text).substr(0, static_cast<std::size_t>(width));
+std::string Digits(std::int64_t value, std::size_t width) {
+  const std::string digits = std::to_string(value);
+  return (std::string(width - std::min(width, digits.size()), '0') + digits).substr(0, width);
 }
 
 template <typename Record>
