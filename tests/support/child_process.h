@@ -3,6 +3,7 @@
 // lies next to the test executable is started with arguments, waited for, or
 // killed hard (SIGKILL, TerminateProcess) to leave its locks behind it.
 #include <chrono>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -31,13 +32,6 @@ class ChildProcess {
  private:
   bool m_running = false;
   int m_exitCode = -1;
-#ifdef _WIN32
-  bool m_killed = false;
-  void* m_process = nullptr;
-#else
-  int m_pid = -1;
-#endif
+  bool m_killed = false;        // by Kill (Windows tells no signal)
+  std::intptr_t m_handle = 0;  // the process: a HANDLE on Windows, else its pid
 };
-
-// The directory of the running executable, with a trailing separator.
-std::string ExecutableDirectory();

@@ -1,11 +1,10 @@
-// The small-stack thread of each platform: pthread attributes on POSIX,
-// CreateThread's stack reservation on Windows.
+// The small-stack thread of each platform: CreateThread's stack reservation
+// on Windows, pthread attributes elsewhere. The job ends by itself.
 #include "small_stack.h"
 
+#include <utility>
+
 #ifdef _WIN32
-#ifndef WIN32_LEAN_AND_MEAN
-#define WIN32_LEAN_AND_MEAN
-#endif
 #include <windows.h>
 #else
 #include <pthread.h>
@@ -13,38 +12,27 @@
 
 namespace {
 
-struct Job {
-  void (*run)(void*);
-  void* argument;
-};
+using Job = std::pair<void (*)(void*), void*>;
 
 #ifdef _WIN32
-DWORD WINAPI Start(LPVOID parameter) {
+DWORD WINAPI Start(LPVOID job) {
 #else
-void* Start(void* parameter) {
+void* Start(void* job) {
 #endif
-  const Job& job = *static_cast<Job*>(parameter);
-  job.run(job.argument);
+  static_cast<Job*>(job)->first(static_cast<Job*>(job)->second);
   return 0;
 }
 
 }  // namespace
 
-#ifdef _WIN32
-
 bool RunOnSmallStack(std::size_t bytes, void (*job)(void*), void* argument) {
   Job work{job, argument};
+#ifdef _WIN32
   const HANDLE thread = ::CreateThread(nullptr, bytes, &Start, &work, STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr);
   if (!thread) return false;
-  ::WaitForSingleObject(thread, INFINITE);  // the job ends by itself
+  ::WaitForSingleObject(thread, INFINITE);
   ::CloseHandle(thread);
-  return true;
-}
-
 #else
-
-bool RunOnSmallStack(std::size_t bytes, void (*job)(void*), void* argument) {
-  Job work{job, argument};
   pthread_attr_t attributes;
   if (pthread_attr_init(&attributes) != 0) return false;
   pthread_t thread;
@@ -52,8 +40,7 @@ bool RunOnSmallStack(std::size_t bytes, void (*job)(void*), void* argument) {
                        pthread_create(&thread, &attributes, &Start, &work) == 0;
   pthread_attr_destroy(&attributes);
   if (!created) return false;
-  pthread_join(thread, nullptr);  // the job ends by itself
+  pthread_join(thread, nullptr);
+#endif
   return true;
 }
-
-#endif

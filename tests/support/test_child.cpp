@@ -25,6 +25,7 @@ const Command kCommands[] = {
     {"hold-lockfile", 2, 3, HoldLockfile},
     {"hold-document", 2, 3, HoldDocument},
     {"tape-restore", 3, 3, RestoreTapeDocuments},
+    {"vtape-write", 2, 2, WriteTapeBlocks},
 };
 
 }  // namespace

@@ -31,7 +31,8 @@ bool Restored(const AnnouncedDocument& document, CFnx_Dal_ConfigurationTape& con
 int RestoreTapeDocuments(const ChildArgs& args) {
   CartridgeOperator cartridges;
   cartridges.library = args[0];
-  for (const std::string& line : ReadLines(args[1])) cartridges.Note(line.substr(0, line.find('\t')), line.substr(line.find('\t') + 1));
+  for (const std::string& line : ReadLines(args[1]))
+    cartridges.Note(line.substr(0, line.find('\t')), line.substr(line.find('\t') + 1));
   CFnx_Dal_ConfigurationTape config;
   CFnx_Dal_ConfigValues values;
   values.m_type = 7;
@@ -40,8 +41,7 @@ int RestoreTapeDocuments(const ChildArgs& args) {
   values.m_volumeName = "E2E";
   values.m_deviceName = "vtape:" + args[0];
   config.SetValues(values);
-  ScriptedOperator console(CFnx_Dal_OperatorItemID(7, "restore", "DAS_E2E"),
-                           [&](const std::string& question) { return cartridges.Respond(question); });
+  ScriptedOperator console(CFnx_Dal_OperatorItemID(7, "restore", "DAS_E2E"), std::ref(cartridges));
   const std::vector<AnnouncedDocument> documents = ReadAnnouncements(args[2]);
   int failed = 0;
   for (auto document = documents.rbegin(); document != documents.rend(); ++document) {

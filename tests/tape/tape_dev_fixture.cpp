@@ -17,13 +17,12 @@ TapeDevTest::TapeDevTest() {
   UseLibrary(512, 1 << 20);
 }
 
-void TapeDevTest::UseLibrary(std::uint32_t block_size, std::uint64_t end_of_medium, unsigned cartridges) {
+void TapeDevTest::UseLibrary(std::uint32_t block_size, std::uint64_t end_of_medium, int cartridges) {
   m_library = m_dir.Join("library" + std::to_string(++m_libraries));
   m_block_size = block_size;
   FnxVtapeLibraryShape shape;
-  shape.cartridges = cartridges;
+  shape.cartridges = static_cast<unsigned>(cartridges);
   shape.blockSize = block_size;
-  // The early warning, where the first write fails, begins at end_of_medium.
   shape.warningBytes = 8 * std::max(block_size, 512u);
   shape.capacityBytes = end_of_medium * std::max(block_size, 512u) + shape.warningBytes;
   FnxVtapeCreateLibrary(m_library, shape);
@@ -45,12 +44,43 @@ CFnx_Dal_OperatorItemID TapeDevTest::Console() {
   return CFnx_Dal_OperatorItemID(values.m_type, values.m_name, values.m_dasName);
 }
 
+void TapeDevTest::Operate(const std::vector<OperatorStep>& steps, const std::function<void()>& call) {
+  std::size_t asked = 0;
+  std::vector<std::string> errors;  // written by the operator's thread, read after Finish
+  ScriptedOperator console(Console(), [&](const std::string& question, const std::vector<std::string>& options) {
+    if (asked == steps.size()) {
+      errors.push_back("unexpected: " + question);
+      return std::string("Cancel");
+    }
+    const OperatorStep& step = steps[asked++];
+    if (question != step.question || options != step.options) {
+      errors.push_back("asked \"" + question + "\" where \"" + step.question + "\" was due");
+    }
+    if (step.action) step.action();
+    return step.answer;
+  });
+  call();
+  console.Finish();
+  EXPECT_EQ(errors, std::vector<std::string>{});
+  EXPECT_EQ(asked, steps.size());
+}
+
+bool TapeDevTest::Aborts(const std::function<void()>& call) {
+  try {
+    call();
+  } catch (const tape_user_abort& abort) {
+    EXPECT_EQ(abort.SourceFile(), kTapeDevSource);
+    return true;
+  }
+  return false;
+}
+
 void TapeDevTest::StartRunOnNewVolume() {
   CFnx_Dal_ConfigValues values = Values();
   values.m_forceLabel = true;
   SetValues(values);
   Device()->BackupStart();
-  values = Values();
+  m_config.GetValues(values);
   values.m_forceLabel = false;
   SetValues(values);
 }
@@ -70,10 +100,9 @@ std::string TapeDevTest::WriteFile(const std::string& content, std::size_t chunk
     }
     CFnx_Dal_Tape_Location location;
     device->FileWriteEnd(location);
-    if (given_up) continue;
     std::string text;
     location.put_to_string(text);
-    return text;
+    if (!given_up) return text;
   }
 }
 
@@ -101,22 +130,15 @@ void TapeDevTest::Fail(const std::string& call, std::uint32_t error, std::uint64
   FnxVtapeScriptFault(m_library, fault);
 }
 
-std::string TapeDevTest::Block(const std::string& cartridge, std::uint64_t n) {
+std::vector<std::string> TapeDevTest::Blocks(const std::string& cartridge) {
   vtape_cartridge image;
   image.open(vtape_library(m_library).image_path(cartridge), cartridge, m_block_size, /*for_writing=*/false);
-  std::string block(m_block_size, '\0');
-  if (n >= image.end_of_data() || image.read(n, 1, block.data()) != 0) return std::string();
-  return block;
-}
-
-std::vector<std::string> TapeDevTest::Blocks(const std::string& cartridge) {
-  std::vector<std::string> blocks;
-  for (std::string block = Block(cartridge, 0); !block.empty(); block = Block(cartridge, blocks.size())) {
-    blocks.push_back(block);
-  }
+  std::vector<std::string> blocks(image.end_of_data(), std::string(m_block_size, '\0'));
+  for (std::size_t n = 0; n < blocks.size(); ++n) EXPECT_EQ(image.read(n, 1, blocks[n].data()), 0u);
   return blocks;
 }
 
+// Block n replaced; the blocks behind it stay.
 void TapeDevTest::PutBlock(const std::string& cartridge, std::uint64_t n, const std::string& bytes) {
   std::vector<std::string> blocks = Blocks(cartridge);
   blocks.resize(std::max<std::size_t>(blocks.size(), n + 1));
@@ -127,11 +149,6 @@ void TapeDevTest::PutBlock(const std::string& cartridge, std::uint64_t n, const 
   for (std::uint64_t i = n; i < blocks.size(); ++i) ASSERT_EQ(image.write(i, 1, blocks[i].data()), 0u);
 }
 
-std::string TapeDevTest::Cartridge(int n) {
-  const std::string number = std::to_string(n);
-  return "C" + std::string(3 - number.size(), '0') + number;
-}
-
 void TapeDevTest::LabelOther(const std::string& cartridge) {
   tape_volume_label label;
   label.set("OLD_VOL", "DAS_OTHER", "2020.01.02", "03.04.05");
@@ -139,22 +156,16 @@ void TapeDevTest::LabelOther(const std::string& cartridge) {
 }
 
 void TapeDevTest::FillForeign(const std::string& cartridge) {
-  for (std::uint64_t n = 0; n < 3; ++n) PutBlock(cartridge, n, std::string(m_block_size, static_cast<char>('a' + n)));
+  for (char fill : {'a', 'b', 'c'})
+    PutBlock(cartridge, static_cast<std::uint64_t>(fill - 'a'), std::string(m_block_size, fill));
 }
 
-std::string RestoreQuestion(const std::string& wanted, const std::string& found) {
-  return "Restore: please insert tape with label=(" + wanted + ").\n Label on current tape=(" + found + ")";
+std::string Cartridge(int n) {
+  const std::string number = std::to_string(n);
+  return "C" + std::string(3 - number.size(), '0') + number;
 }
 
 std::string DriveFailure(const std::string& call, std::uint32_t error) {
   const std::string system = os_tape_error_text(error);
   return call + ":Err(" + std::to_string(error) + ")" + (system.empty() ? "" : " " + system);
-}
-
-::testing::AssertionResult SameBytes(const std::string& actual, const std::string& expected) {
-  if (actual == expected) return ::testing::AssertionSuccess();
-  const auto parted = std::mismatch(actual.begin(), actual.end(), expected.begin(), expected.end());
-  return ::testing::AssertionFailure() << actual.size() << " bytes where " << expected.size()
-                                       << " were expected; first difference at byte "
-                                       << (parted.first - actual.begin());
 }

@@ -12,6 +12,10 @@
 
 namespace {
 
+std::string RestoreQuestion(const std::string& wanted, const std::string& found) {
+  return "Restore: please insert tape with label=(" + wanted + ").\n Label on current tape=(" + found + ")";
+}
+
 class TapeDevRead : public TapeDevTest {
  protected:
   void SetUp() override {
@@ -36,7 +40,7 @@ TEST_F(TapeDevRead, EachTapeInTheDriveAndEachAnswerLeadWhereTheyShould) {
   PutBlock("C002", 2, std::string(512, 'x'));
   LabelOther("C003");  // ends before block 1
   const std::string in_data = RestoreQuestion(wanted, std::string(35, 'x'));
-  const std::string at_label = RestoreQuestion(wanted, Block("C003", 0).substr(kTapeVolumeIdOffset, kTapeVolumeIdSize));
+  const std::string at_label = RestoreQuestion(wanted, IdOf("C003"));
   auto insert_right = [&] { FnxVtapeInsert(m_library, "C001"); };
   struct Case {
     const char* name;
@@ -45,7 +49,9 @@ TEST_F(TapeDevRead, EachTapeInTheDriveAndEachAnswerLeadWhereTheyShould) {
   } cases[] = {
       {"Retry with the right tape", "C002", {{in_data, kRetryCancel, "Retry", insert_right}}},
       // On the same tape the volume label alone is looked at.
-      {"Retry on the same tape", "C002", {{in_data, kRetryCancel, "Retry"}, {at_label, kRetryCancel, "Retry", insert_right}}},
+      {"Retry on the same tape",
+       "C002",
+       {{in_data, kRetryCancel, "Retry"}, {at_label, kRetryCancel, "Retry", insert_right}}},
       {"unmatched asks again", "C002", {{in_data, kRetryCancel, "?"}, {in_data, kRetryCancel, "Retry", insert_right}}},
       {"start block beyond the data", "C003", {{at_label, kRetryCancel, "Retry", insert_right}}},
       {"Cancel", "C002", {{in_data, kRetryCancel, "Cancel"}}},
@@ -59,11 +65,7 @@ TEST_F(TapeDevRead, EachTapeInTheDriveAndEachAnswerLeadWhereTheyShould) {
     insert_right();
     Operate({}, [&] { Device()->BackupStart(); });  // a run the restore ends
     const std::vector<std::string> other_blocks = c.other.empty() ? std::vector<std::string>{} : Blocks(c.other);
-    if (c.other.empty()) {
-      FnxVtapeEject(m_library);
-    } else {
-      FnxVtapeInsert(m_library, c.other);
-    }
+    c.other.empty() ? FnxVtapeEject(m_library) : FnxVtapeInsert(m_library, c.other);
     if (c.other == "C001") {
       Fail("read", 1117, 1);
       Fail("read", 1117, 3);
@@ -73,13 +75,13 @@ TEST_F(TapeDevRead, EachTapeInTheDriveAndEachAnswerLeadWhereTheyShould) {
     Operate(c.steps, [&] { EXPECT_EQ(Aborts([&] { restored = RestoreFile(m_location, 100000); }), aborted); });
     EXPECT_EQ(Values().m_backupFlag, aborted);  // Cancel pushes nothing
     if (!aborted) {
-      EXPECT_TRUE(SameBytes(restored, m_content));
+      EXPECT_TRUE(restored == m_content);
       ExpectFnxError([&] { Device()->FileWriteStart(); }, "QRSDAL0513E", 1290, 8);
     }
     if (!c.other.empty()) {
       EXPECT_EQ(Blocks(c.other), other_blocks);
     }
-    FnxVtapeClearFaults(m_library);
+    EXPECT_EQ(FnxVtapeGetStatus(m_library).faults, std::vector<std::string>{});
   }
 }
 
@@ -91,7 +93,7 @@ TEST_F(TapeDevRead, ALocationWhoseStartBlockHoldsNoStartLabelOfItsFileIsRefused)
   auto changed = [](std::string location, std::size_t at, const std::string& text) {
     return location.replace(at, text.size(), text);
   };
-  const std::string in_data = Block("C001", 3).substr(kTapeFileLabelVolumeIdOffset, kTapeVolumeIdSize);
+  const std::string in_data = Blocks("C001").at(3).substr(kTapeFileLabelVolumeIdOffset, kTapeVolumeIdSize);
   struct Case {
     const char* name;
     std::string location;
@@ -100,7 +102,8 @@ TEST_F(TapeDevRead, ALocationWhoseStartBlockHoldsNoStartLabelOfItsFileIsRefused)
       {"another file's start block", changed(second, 254, m_location.substr(254, 10)), {}},
       {"another file number", changed(m_location, 214, "000009"), {}},
       {"another time of writing", changed(m_location, 230, "99.99.99"), {}},
-      {"a block inside the data", changed(m_location, 254, "0000000003"),
+      {"a block inside the data",
+       changed(m_location, 254, "0000000003"),
        {{RestoreQuestion(VolumeId(), in_data), kRetryCancel, "Retry"}}},
       {"a block beyond the data", changed(m_location, 254, "0000009999"), {}},
   };
@@ -108,12 +111,12 @@ TEST_F(TapeDevRead, ALocationWhoseStartBlockHoldsNoStartLabelOfItsFileIsRefused)
     SCOPED_TRACE(c.name);
     Operate(c.steps, [&] { ExpectFnxError([&] { RestoreFile(c.location); }, "QRSDAL0544E", 1295, 8); });
   }
-  EXPECT_TRUE(SameBytes(RestoreFile(second), DocumentBytes(8, 700)));
-  EXPECT_TRUE(SameBytes(RestoreFile(m_location), m_content));
+  EXPECT_TRUE(RestoreFile(second) == DocumentBytes(8, 700));
+  EXPECT_TRUE(RestoreFile(m_location) == m_content);
 }
 
 TEST_F(TapeDevRead, ALengthWordOutsideTheFormatIsRefused) {
-  const std::string good = Block("C001", 2);  // the first record's length word
+  const std::string good = Blocks("C001")[2];  // the first record's length word
   for (std::uint32_t word : {0u, 4u, 65533u, 0xFFFFFFFFu}) {
     SCOPED_TRACE(word);
     std::string bad = good;
@@ -131,7 +134,7 @@ TEST_F(TapeDevRead, ALengthWordOutsideTheFormatIsRefused) {
     EXPECT_EQ(read, 0u);
   }
   PutBlock("C001", 2, good);
-  EXPECT_TRUE(SameBytes(RestoreFile(m_location), m_content));
+  EXPECT_TRUE(RestoreFile(m_location) == m_content);
 }
 
 // One device object restores again and again, also after a restore that
@@ -150,7 +153,7 @@ TEST_F(TapeDevRead, OneDeviceRestoresAgainAfterAWholeAndAnUnfinishedRestore) {
     std::uint32_t read = 0;
     device.ReadRead(restored.data(), static_cast<std::uint32_t>(stop), read);
     EXPECT_EQ(read, stop);
-    EXPECT_TRUE(SameBytes(restored, m_content.substr(0, stop)));
+    EXPECT_TRUE(restored == m_content.substr(0, stop));
     device.ReadEnd();
     EXPECT_EQ(table.getOperatorMsg(Console()), "Restore ended");
   }
@@ -167,8 +170,8 @@ TEST_F(TapeDevRead, DriveFailuresReachTheCallerAndLeaveTheTapeAlone) {
   CFnx_Dal_ConfigValues values = Values();
   values.m_forceLabel = true;
   SetValues(values);
-  for (const std::function<void()>& call : std::vector<std::function<void()>>{
-           [&] { Device()->BackupStart(); }, [&] { Device()->ReadStart(location); }}) {
+  for (const std::function<void()>& call :
+       std::vector<std::function<void()>>{[&] { Device()->BackupStart(); }, [&] { Device()->ReadStart(location); }}) {
     Fail("get_parameters", 1117, 2);
     ExpectFnxError(call, DriveFailure("GetTapeParameters", 1117).c_str(), 1117, 0);
     EXPECT_FALSE(Values().m_backupFlag);

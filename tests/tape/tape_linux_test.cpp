@@ -50,10 +50,14 @@ std::uint32_t Position(D& drive) {
 }
 
 TAPE_GET_DRIVE_PARAMETERS DriveRecord(D& drive) {
-  TAPE_GET_DRIVE_PARAMETERS record{};
-  std::uint32_t size = sizeof record;
-  EXPECT_EQ(drive.get_parameters(OS_TAPE_GET_DRIVE_INFORMATION, &size, &record), OS_TAPE_NO_ERROR);
-  return record;
+  struct {
+    TAPE_GET_DRIVE_PARAMETERS record;
+    char more[8];
+  } buffer{};
+  std::uint32_t size = sizeof buffer;
+  EXPECT_EQ(drive.get_parameters(OS_TAPE_GET_DRIVE_INFORMATION, &size, &buffer.record), OS_TAPE_NO_ERROR);
+  EXPECT_EQ(size, sizeof buffer.record) << "the size of what was filled in";
+  return buffer.record;
 }
 
 std::uint32_t MediaRecord(D& drive, TAPE_GET_MEDIA_PARAMETERS* media) {
@@ -92,6 +96,7 @@ TEST(LinuxTape, DriverConditionsBecomeTheWindowsNumbers) {
   const Row rows[] = {
     {"\\\\.\\TAPEn names /dev/nstn", none, nullptr, OS_TAPE_NO_ERROR, "\\\\.\\TAPE0"},
     {"no such node", none, nullptr, OS_TAPE_FILE_NOT_FOUND, "\\\\.\\tape3"},
+    {"another name is the path itself", none, nullptr, OS_TAPE_FILE_NOT_FOUND, "\\\\.\\TAPX0"},
     {"not a tape device", none, nullptr, OS_TAPE_NOT_SUPPORTED, "/dev/null"},
     {"EBUSY", [](S& s) { s.open = true; }, nullptr, OS_TAPE_SHARING_VIOLATION},
     {"EACCES at open", [](S& s) { s.open_error = EACCES; }, nullptr, OS_TAPE_ACCESS_DENIED},

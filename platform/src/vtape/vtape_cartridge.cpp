@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "os_tape.h"
+#include "vtape_bytes.h"
 #include "vtape_error.h"
 
 namespace {
@@ -14,22 +15,6 @@ constexpr std::uint32_t kVersion = 1;
 constexpr std::size_t kNameSize = 16;
 constexpr std::size_t kChecked = 48;  // bytes the checksum covers
 constexpr std::size_t kFields = 56;   // the header's fields; zeros follow them
-
-void Put(unsigned char* at, std::uint64_t value, int bytes) {
-  for (int i = 0; i < bytes; ++i) at[i] = static_cast<unsigned char>(value >> (8 * i));
-}
-
-std::uint64_t Get(const unsigned char* at, int bytes) {
-  std::uint64_t value = 0;
-  for (int i = bytes - 1; i >= 0; --i) value = (value << 8) | at[i];
-  return value;
-}
-
-std::uint64_t Checksum(const unsigned char* data, std::size_t size) {
-  std::uint64_t hash = 0xcbf29ce484222325ull;
-  for (std::size_t i = 0; i < size; ++i) hash = (hash ^ data[i]) * 0x100000001b3ull;
-  return hash;
-}
 
 vtape_error Damaged(const std::string& path, const std::string& why) {
   return vtape_error(OS_TAPE_FILE_CORRUPT, "cartridge image '" + path + "' " + why);
@@ -44,12 +29,12 @@ void vtape_cartridge::create(const std::string& path, const std::string& name, s
   std::vector<unsigned char> image(kHeaderSize);
   unsigned char* header = image.data();
   std::memcpy(header, kMagic, sizeof kMagic);
-  Put(header + 8, kVersion, 4);
-  Put(header + 12, block_size, 4);
-  Put(header + 16, capacity_blocks, 8);
-  Put(header + 24, warning_blocks, 8);
+  vtape_put(header + 8, kVersion, 4);
+  vtape_put(header + 12, block_size, 4);
+  vtape_put(header + 16, capacity_blocks, 8);
+  vtape_put(header + 24, warning_blocks, 8);
   std::memcpy(header + 32, name.data(), name.size());
-  Put(header + 48, Checksum(header, kChecked), 8);
+  vtape_put(header + 48, vtape_checksum(header, kChecked), 8);
   try {
     Osl_File file;
     file.open(path, OSL_FILE_CREATE, OSL_ACCESS_WRITE, 0);
@@ -79,11 +64,11 @@ void vtape_cartridge::open(const std::string& path, const std::string& name, std
     if (got < 0) throw vtape_file_failure("read", path, os_last_error());
     if (got != static_cast<int>(kFields)) throw Damaged(path, "is shorter than its header");
     if (std::memcmp(header, kMagic, sizeof kMagic) != 0) throw Damaged(path, "is no cartridge image");
-    if (Get(header + 48, 8) != Checksum(header, kChecked)) throw Damaged(path, "has a damaged header");
-    if (Get(header + 8, 4) != kVersion) throw Damaged(path, "has an unknown version");
-    m_block_size = static_cast<std::uint32_t>(Get(header + 12, 4));
-    m_capacity = Get(header + 16, 8);
-    m_warning = Get(header + 24, 8);
+    if (vtape_get(header + 48, 8) != vtape_checksum(header, kChecked)) throw Damaged(path, "has a damaged header");
+    if (vtape_get(header + 8, 4) != kVersion) throw Damaged(path, "has an unknown version");
+    m_block_size = static_cast<std::uint32_t>(vtape_get(header + 12, 4));
+    m_capacity = vtape_get(header + 16, 8);
+    m_warning = vtape_get(header + 24, 8);
     std::string stored(reinterpret_cast<const char*>(header + 32), kNameSize);
     stored.resize(stored.find('\0') == std::string::npos ? kNameSize : stored.find('\0'));
     if (stored != name) throw Damaged(path, "belongs to cartridge '" + stored + "', not '" + name + "'");

@@ -42,7 +42,7 @@ vtape_drive::vtape_drive(const std::string& directory) : m_library(directory) {
       refused = it->error;
       it = it->always ? it + 1 : s.faults.erase(it);
     }
-  });
+  }, /*by_holder=*/true);
   if (refused) throw vtape_error(refused, "virtual tape drive '" + directory + "': scripted open failure");
   m_watch = std::make_unique<vtape_change_watch>(m_library);
   m_library_block_size = state.block_size;
@@ -121,7 +121,7 @@ std::uint32_t vtape_drive::persist(const std::function<void(vtape_state&)>& chan
         ++it;
       }
       if (change) change(s);
-    });
+    }, /*by_holder=*/true);
     m_fired.clear();
     take_state(state);
     return 0;

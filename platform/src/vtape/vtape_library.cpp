@@ -6,13 +6,16 @@
 #include "os_path.h"
 #include "os_tape.h"
 #include "osl_directory.h"
+#include "vtape_bytes.h"
 #include "vtape_error.h"
 
 namespace {
 
 constexpr const char* kMagic = "fnx-vtape-library";
-constexpr int kVersion = 1;
+constexpr int kVersion = 2;
 constexpr long kStateLockByte = 1;
+constexpr int kSlotSize = 32;  // sequence, generation, position, checksum
+constexpr int kSlots = 2;
 
 std::string ReadWhole(const std::string& path) {
   Osl_File file;
@@ -74,8 +77,8 @@ std::string vtape_format_state(const vtape_state& state) {
   for (const auto& cartridge : state.cartridges)
     out << "cartridge " << cartridge.name << ' ' << cartridge.block_size << ' '
         << (cartridge.write_protected ? "ro" : "rw") << '\n';
-  out << "drive " << (state.drive.empty() ? "-" : state.drive) << ' ' << state.loaded << ' ' << state.position
-      << ' ' << state.media_changed << ' ' << state.generation << '\n'
+  out << "drive " << (state.drive.empty() ? "-" : state.drive) << ' ' << state.loaded << ' ' << state.media_changed
+      << ' ' << state.generation << '\n'
       << "next-fault " << state.next_fault_id << '\n';
   for (const auto& fault : state.faults) out << vtape_format_fault(fault) << '\n';
   return out.str();
@@ -114,7 +117,7 @@ vtape_state vtape_parse_state(const std::string& text, const std::string& where)
       state.cartridges.push_back(cartridge);
     } else if (key == "drive") {
       int loaded = 0, changed = 0;
-      ok = static_cast<bool>(fields >> state.drive >> loaded >> state.position >> changed >> state.generation);
+      ok = static_cast<bool>(fields >> state.drive >> loaded >> changed >> state.generation);
       if (state.drive == "-") state.drive.clear();
       state.loaded = loaded != 0;
       state.media_changed = changed != 0;
@@ -167,7 +170,11 @@ void vtape_library::create(const vtape_state& state) const {
     if (Osl_File_System::exists(path("state")))
       throw vtape_error(OS_TAPE_ACCESS_DENIED, "virtual tape library '" + m_directory + "' exists already");
     WriteWhole(path("changes"), "");
-    write_unlocked(state);
+    WriteWhole(path("position"), std::string(kSlots * kSlotSize, '\0'));
+    Osl_File record;
+    record.open(path("position"), 0, OSL_ACCESS_READ_WRITE, 0);
+    write_position(record, {1, state.generation, state.position, 0});
+    write_state(state);
   } catch (const os_toolkit_error& failure) {
     throw vtape_file_failure(failure);
   }
@@ -176,34 +183,79 @@ void vtape_library::create(const vtape_state& state) const {
 vtape_state vtape_library::read() const {
   Osl_File lock;
   lock_state(lock, false);
-  return read_unlocked();
+  Osl_File record;
+  stored_position stored;
+  return read_unlocked(record, stored, OSL_ACCESS_READ);
 }
 
-vtape_state vtape_library::update(const std::function<void(vtape_state&)>& change) const {
+vtape_state vtape_library::update(const std::function<void(vtape_state&)>& change, bool by_holder) const {
   Osl_File lock;
   lock_state(lock, true);
-  vtape_state state = read_unlocked();
+  Osl_File record;
+  stored_position stored;
+  vtape_state state = read_unlocked(record, stored, OSL_ACCESS_READ_WRITE);
   const std::string before = vtape_format_state(state);
   change(state);
-  if (vtape_format_state(state) != before) write_unlocked(state);  // an unchanged state stays as it is
+  // The record of another generation stands for block 0 already.
+  const bool moved = stored.generation == state.generation ? stored.position != state.position : state.position != 0;
+  if (moved) write_position(record, {stored.sequence + 1, state.generation, state.position, kSlots - 1 - stored.slot});
+  const bool rewritten = vtape_format_state(state) != before;
+  if (rewritten) write_state(state);
+  if ((moved || rewritten) && !by_holder) mark_change();
   return state;
 }
 
-vtape_state vtape_library::read_unlocked() const {
-  const std::string where = path("state");
+vtape_state vtape_library::read_unlocked(Osl_File& record, stored_position& stored, int access) const {
+  const std::string where = path("position");
   try {
-    return vtape_parse_state(ReadWhole(where), where);
+    vtape_state state = vtape_parse_state(ReadWhole(path("state")), path("state"));
+    record.open(where, 0, access, 0);
+    unsigned char bytes[kSlots * kSlotSize];
+    if (!os_set_file_pointer(record.descriptor(), 0, 0, nullptr))
+      throw vtape_file_failure("seek", where, os_last_error());
+    const int got = record.read(bytes, static_cast<int>(sizeof bytes));
+    if (got < 0) throw vtape_file_failure("read", where, os_last_error());
+    bool found = false;
+    for (int slot = 0; slot < kSlots && (slot + 1) * kSlotSize <= got; ++slot) {
+      const unsigned char* at = bytes + slot * kSlotSize;
+      if (vtape_get(at + 24, 8) != vtape_checksum(at, 24)) continue;  // a write cut short
+      const std::uint64_t sequence = vtape_get(at, 8);
+      if (found && sequence <= stored.sequence) continue;
+      stored = {sequence, vtape_get(at + 8, 8), vtape_get(at + 16, 8), slot};
+      found = true;
+    }
+    if (!found) throw vtape_error(OS_TAPE_FILE_CORRUPT, "virtual tape position record '" + where + "' is damaged");
+    state.position = stored.generation == state.generation ? stored.position : 0;
+    return state;
   } catch (const os_toolkit_error& failure) {
     throw vtape_file_failure(failure);
   }
 }
 
-void vtape_library::write_unlocked(const vtape_state& state) const {
+void vtape_library::write_position(Osl_File& record, const stored_position& stored) const {
+  unsigned char bytes[kSlotSize];
+  vtape_put(bytes, stored.sequence, 8);
+  vtape_put(bytes + 8, stored.generation, 8);
+  vtape_put(bytes + 16, stored.position, 8);
+  vtape_put(bytes + 24, vtape_checksum(bytes, 24), 8);
+  if (!os_set_file_pointer(record.descriptor(), stored.slot * kSlotSize, 0, nullptr) ||
+      record.write(bytes, kSlotSize) != kSlotSize)
+    throw vtape_file_failure("write", path("position"), os_last_error());
+}
+
+void vtape_library::write_state(const vtape_state& state) const {
   try {
     const std::string temporary = path("state.new");
     WriteWhole(temporary, vtape_format_state(state));
     Osl_File_System::replace(temporary, path("state"));
-    // Then the mark, so that a holder that sees it reads the new state.
+  } catch (const os_toolkit_error& failure) {
+    throw vtape_file_failure(failure);
+  }
+}
+
+void vtape_library::mark_change() const {
+  // After the state, so that a holder that sees the mark reads the new state.
+  try {
     Osl_File changes;
     changes.open(path("changes"), OSL_FILE_CREATE, OSL_ACCESS_WRITE, 0);
     if (!os_set_file_pointer(changes.descriptor(), 0, 2, nullptr) || changes.write("+", 1) != 1)

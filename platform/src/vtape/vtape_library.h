@@ -3,22 +3,32 @@
 // state changes.
 //
 //   <directory>/state        the drive and the cartridges, as text (below)
+//   <directory>/position     where the drive stands (below)
 //   <directory>/lock         byte 0 held by the process that has the drive
 //                            open, byte 1 by whoever reads or changes state
-//   <directory>/changes      grows by one byte at each change of state, so
-//                            that the drive's holder notices a change made
-//                            by another process with one cheap call
+//   <directory>/changes      grows by one byte at each change that another
+//                            process makes, so that the drive's holder
+//                            notices it with one cheap call
 //   <directory>/C001.tape    a cartridge image (vtape_cartridge.h)
 //
-// The state file, one entry a line, replaced as a whole on each change:
-//   fnx-vtape-library 1
+// The state file, one entry a line, replaced as a whole (a new file and a
+// rename) on each change of it:
+//   fnx-vtape-library 2
 //   library <block size> <capacity blocks> <warning blocks>
 //   cartridge <name> <block size> rw|ro
-//   drive <name or -> <loaded 0|1> <position> <media changed 0|1> <generation>
+//   drive <name or -> <loaded 0|1> <media changed 0|1> <generation>
 //   next-fault <id>
 //   fault <id> <call or eom> <at> <error> once|always
 // A person may edit the fault lines by hand; a process that holds the drive
 // sees them at its next open.
+//
+// The position changes at every close of the drive, so it is no line of the
+// state file but a record rewritten in place: two slots of 32 bytes, each a
+// sequence number, the generation it belongs to, the block, and an FNV-1a
+// checksum of the three (little-endian). A write goes to the slot that does
+// not hold the newest record, so a write cut short leaves the one before it
+// readable. The position counts for the drive's generation only; a record of
+// another generation means block 0 (an insert or a load rewinds).
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -79,13 +89,24 @@ class vtape_library {
   // for a state file that does not parse.
   vtape_state read() const;
   // Reads, changes and writes the state under the state lock, so that two
-  // processes' changes never mix; change throws to leave it as it was. A
-  // change that changes nothing writes nothing.
-  vtape_state update(const std::function<void(vtape_state&)>& change) const;
+  // processes' changes never mix; change throws to leave it as it was. Only
+  // what changed is written, and the change mark only for others' changes:
+  // the holder of the drive is the one process that watches it.
+  vtape_state update(const std::function<void(vtape_state&)>& change, bool by_holder = false) const;
 
  private:
-  vtape_state read_unlocked() const;
-  void write_unlocked(const vtape_state& state) const;
+  struct stored_position {
+    std::uint64_t sequence = 0;
+    std::uint64_t generation = 0;
+    std::uint64_t position = 0;
+    int slot = 0;  // the slot that holds it
+  };
+
+  // Leaves the position record open in record, with access, for a write.
+  vtape_state read_unlocked(Osl_File& record, stored_position& stored, int access) const;
+  void write_state(const vtape_state& state) const;
+  void write_position(Osl_File& record, const stored_position& stored) const;
+  void mark_change() const;
   void lock_state(Osl_File& lock, bool exclusive) const;
 
   std::string m_directory;
