@@ -26,7 +26,7 @@ std::ostream& operator<<(std::ostream& out, const DamageCase& c) { return out <<
 const DamageCase kCases[] = {
     {"an image shorter than its header's fields", [](auto d) { fs::resize_file(d + "/C001.tape", 40); }, 0, 1392},
     {"an image that is no cartridge", [](auto d) { Overwrite(d + "/C001.tape", 0, "NOTATAPE"); }, 0, 1392},
-    {"a header damaged in its fields", [](auto d) { Overwrite(d + "/C001.tape", 12, "\x01"); }, 0, 1392},
+    {"a header field only the checksum guards", [](auto d) { Overwrite(d + "/C001.tape", 24, "\x01"); }, 0, 1392},
     {"another cartridge's image", [](auto d) { WriteFile(d + "/C001.tape", ReadFile(d + "/C002.tape")); }, 0, 1392},
     {"an image of another block size",
      [](auto d) {
