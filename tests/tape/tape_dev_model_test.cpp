@@ -21,9 +21,9 @@
 namespace {
 
 constexpr std::uint32_t kBlock = 4096;     // 16 blocks to a record
-constexpr std::uint32_t kCapacity = 120;  // blocks: a few files to a volume
+constexpr std::uint32_t kCapacity = 80;  // blocks: a few files to a volume
 constexpr int kCartridges = 150;
-constexpr int kSteps = 300;
+constexpr int kSteps = 200;
 const std::string kDas = "DAS_WITH_A_LONGER_NAME_25";  // the listing shows 20 characters
 
 struct File {
