@@ -68,8 +68,9 @@ TEST(OslFile, OpenFlagsCreateAndRefuseWithTheErrorNumber) {
   EXPECT_EQ(ExpectToolkitError<os_file_toolkit_error>(
                 [&] { file.open(inMissing, OSL_FILE_CREATE, OSL_ACCESS_READ_WRITE, 0); }, inMissing),
             native_error::kPathNotFound);
-  Osl_Directory::create(dir.Join("sub"));
-  ExpectToolkitError<os_file_toolkit_error>([&] { file.open(dir.Join("sub"), 0, OSL_ACCESS_READ, 0); }, dir.Join("sub"));
+  const std::string sub = dir.Join("sub");
+  Osl_Directory::create(sub);
+  ExpectToolkitError<os_file_toolkit_error>([&] { file.open(sub, 0, OSL_ACCESS_READ, 0); }, sub);
 }
 
 TEST(OslFile, TransfersCountBytesAndFollowTheAccessMode) {

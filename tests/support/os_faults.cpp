@@ -21,7 +21,9 @@ bool InDirectory(const std::string& path) {
 }
 
 // How many of count bytes fit before the limit from position; 0 when none do.
-std::int64_t Room(std::int64_t position, std::int64_t count) { return std::clamp(g_limit - position, std::int64_t{0}, count); }
+std::int64_t Room(std::int64_t position, std::int64_t count) {
+  return std::clamp(g_limit - position, std::int64_t{0}, count);
+}
 
 }  // namespace
 

@@ -43,7 +43,7 @@ int RestoreTapeDocuments(const ChildArgs& args);
 //   vtape-write <directory> <ack>: from the end of the data (from block 0 again
 //       past block 8192), writes of 16 blocks, each word of a block its number;
 //       before each a line "<end block>" in <ack>, the end that the writes
-//       before vouch for; a failed write ends it with "failed <number>", exit 3
+//       before vouch for; a failed write ends it (exit 2)
 int WriteTapeBlocks(const ChildArgs& args);
 
 // Blocks until `release` exists, two minutes at most.

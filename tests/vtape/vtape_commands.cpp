@@ -15,14 +15,12 @@ int WriteTapeBlocks(const ChildArgs& args) {
   os_tape_set_position(tape, OS_TAPE_SPACE_END_OF_DATA, 0, 0, 0, false);
   os_tape_get_position(tape, OS_TAPE_LOGICAL_POSITION, &partition, &block, &high);
   std::vector<std::uint64_t> words(16 * 64);
-  for (const auto stop = std::chrono::steady_clock::now() + std::chrono::minutes(2); std::chrono::steady_clock::now() < stop;) {
+  const auto stop = std::chrono::steady_clock::now() + std::chrono::minutes(2);  // a parent gone
+  while (std::chrono::steady_clock::now() < stop) {
     if (block > 8192 && os_tape_set_position(tape, OS_TAPE_REWIND, 0, 0, 0, false) == 0) block = 0;
     ack << block << std::endl;
     for (std::size_t i = 0; i < words.size(); ++i) words[i] = block + i / 64;
-    if (!os_tape_write(tape, words.data(), 16 * 512, &done)) {
-      ack << "failed " << os_tape_last_error() << std::endl;
-      return 3;
-    }
+    if (!os_tape_write(tape, words.data(), 16 * 512, &done)) return 2;
     block += 16;
   }
   return 0;

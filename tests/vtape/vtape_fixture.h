@@ -13,8 +13,8 @@
 
 class VtapeTest : public ::testing::Test {
  public:
-  void MakeLibrary(std::uint32_t block_size = 512, std::uint64_t blocks = 64) {
-    FnxVtapeCreateLibrary(m_dir.path(), {2, block_size, blocks * 512, 8 * 512});
+  void MakeLibrary(std::uint64_t blocks = 64) {
+    FnxVtapeCreateLibrary(m_dir.path(), {2, 512, blocks * 512, 8 * 512});
     FnxVtapeInsert(m_dir.path(), "C001");
   }
   os_tape_handle Open() {  // closed at the end of the test
@@ -25,13 +25,11 @@ class VtapeTest : public ::testing::Test {
   // A read or write of data's length: 0 or the last error; data keeps what was read.
   std::uint32_t Transfer(os_tape_handle tape, bool write, std::string& data) {
     std::uint32_t done = 7, size = static_cast<std::uint32_t>(data.size());
-    const bool ok = write ? os_tape_write(tape, data.data(), size, &done) : os_tape_read(tape, data.data(), size, &done);
+    const bool ok =
+        write ? os_tape_write(tape, data.data(), size, &done) : os_tape_read(tape, data.data(), size, &done);
     EXPECT_TRUE(ok ? !write || done == size : done == 0) << "a write moves all, a failed call nothing";
     data.resize(done);
     return ok ? 0 : os_tape_last_error();
-  }
-  std::uint32_t Seek(os_tape_handle tape, std::uint32_t method, std::uint32_t block = 0) {
-    return os_tape_set_position(tape, method, 0, block, 0, false);
   }
   // The logical position, or the number the call ends with when that is not 0.
   std::uint64_t Position(os_tape_handle tape) {
