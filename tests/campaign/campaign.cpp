@@ -4,10 +4,11 @@
 //   campaign faults [--faults N] [--seed S]  a tape run under drive faults (default 9)
 //   campaign worker disk|backup ...          the processes the campaigns kill
 // Exit 0 when nothing was lost, 1 otherwise (the failures listed), 2 on an
-// error of the campaign itself, 3 when it ran out of time (an operator
-// question unanswered, a drive or a lock that hangs).
+// error of the campaign itself, 3 when it ran out of time: 30 minutes, or 10
+// seconds a kill or a fault when that is longer.
 #include "campaign.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <exception>
@@ -19,7 +20,15 @@
 
 namespace {
 
-constexpr auto kTimeLimit = std::chrono::minutes(30);  // also ends a worker left behind
+// Ends the process after `limit`, so that nothing waits for ever: an operator
+// question unanswered, a drive or a lock that hangs, a worker left behind.
+void EndAfter(std::chrono::seconds limit) {
+  std::thread([limit] {
+    std::this_thread::sleep_for(limit);
+    std::cerr << "campaign: out of time\n";
+    std::_Exit(3);
+  }).detach();
+}
 
 struct Mode {
   const char* name;
@@ -30,7 +39,9 @@ const Mode kModes[] = {
     {"crash", 30, RunCrashCampaign}, {"kill", 4, RunTapeKillCampaign}, {"faults", 9, RunTapeFaultCampaign}};
 
 int Run(const std::vector<std::string>& args) {
+  constexpr std::chrono::seconds kLeast = std::chrono::minutes(30);
   if (args.size() > 1 && args[0] == "worker") {
+    EndAfter(kLeast);
     const std::vector<std::string> rest(args.begin() + 2, args.end());
     return args[1] == "disk" ? RunDiskWorker(rest) : RunBackupWorker(rest);
   }
@@ -42,6 +53,7 @@ int Run(const std::vector<std::string>& args) {
       if (args[i] == "--kills" || args[i] == "--faults") count = std::stoi(args[i + 1]);
       if (args[i] == "--seed") seed = std::stoull(args[i + 1]);
     }
+    EndAfter(std::max(kLeast, std::chrono::seconds(10) * count));  // a long run's checks take their time
     std::cout << "campaign " << mode.name << ": seed " << seed << std::endl;
     std::mt19937_64 random(seed);
     Tally tally;
@@ -62,11 +74,11 @@ std::string ReadWhole(const std::string& location, CFnx_Dal_Configuration* confi
   try {
     CFnx_Dal_Storage handle(location);
     if (!handle.OpenForReading(config)) return "open for reading refused";
-    std::string piece(1 << 20, '\0');
+    std::string piece(static_cast<std::size_t>(std::min<std::int64_t>(handle.GetSize() + 1, 1 << 20)), '\0');
     content.clear();
     // The first read from the beginning, the others on from the cursor, up to the 0 at the end.
-    for (std::int32_t got; (got = handle.Read(piece.data(), static_cast<std::uint32_t>(piece.size()),
-                                              content.empty() ? -1 : 0)) != 0;) {
+    for (std::int32_t got;
+         (got = handle.Read(piece.data(), static_cast<std::uint32_t>(piece.size()), content.empty() ? -1 : 0)) != 0;) {
       if (got < 0) return "read failed at byte " + std::to_string(content.size());
       content.append(piece.data(), static_cast<std::size_t>(got));
     }
@@ -78,11 +90,6 @@ std::string ReadWhole(const std::string& location, CFnx_Dal_Configuration* confi
 }
 
 int main(int argc, char** argv) {
-  std::thread([] {
-    std::this_thread::sleep_for(kTimeLimit);
-    std::cerr << "campaign: out of time\n";
-    std::_Exit(3);
-  }).detach();
   try {
     return Run({argv + 1, argv + argc});
   } catch (const FNXError& error) {

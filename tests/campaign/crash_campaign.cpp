@@ -197,7 +197,8 @@ void RunCrashCampaign(int kills, std::mt19937_64& random, Tally& tally) {
   std::unique_ptr<ChildProcess> workers[kWorkers];
   std::uint64_t starts = 0;
   const auto start = [&](int i) {
-    const std::vector<std::string> args{"worker", "disk", dir.path(), std::to_string(i), std::to_string(++starts << 32)};
+    const std::vector<std::string> args{"worker", "disk", dir.path(), std::to_string(i),
+                                        std::to_string(++starts << 32)};
     workers[i] = std::make_unique<ChildProcess>("campaign", args);
   };
   const auto name = [](int i) { return kWorkerNames[RoleOf(i)] + (i < kWriters ? " " + std::to_string(i) : ""); };
@@ -225,7 +226,9 @@ void RunCrashCampaign(int kills, std::mt19937_64& random, Tally& tally) {
 
   Check(dir.path(), tally);
   const std::string root = dir.Join("root");
-  for (const CFnx_Dal_DiskFinding& finding : CheckDiskRoot(root, true)) tally.counts["findings repaired"] += finding.repaired;
+  for (const CFnx_Dal_DiskFinding& finding : CheckDiskRoot(root, true)) {
+    tally.counts["findings repaired"] += finding.repaired ? 1 : 0;
+  }
   for (const CFnx_Dal_DiskFinding& finding : CheckDiskRoot(root, false)) {
     tally.failures.push_back("the repaired root still has a finding at " + finding.path);
   }

@@ -91,8 +91,8 @@ class Console {
   const std::map<std::string, std::string> m_volumes;  // volume id to cartridge
   std::vector<std::string> m_blanks;
   std::string m_first;
-  std::string m_current;  // the cartridge of the volume the run writes
-  std::size_t m_answered = 0;          // read after Finish, as m_errors
+  std::string m_current;       // the cartridge of the volume the run writes
+  std::size_t m_answered = 0;  // read after Finish, as m_errors
   std::vector<std::string> m_errors;
   std::unique_ptr<ScriptedOperator> m_operator;
 };
@@ -104,10 +104,9 @@ struct FaultChoice {
   const char* call;
   std::uint64_t most;
 };
-const FaultChoice kWriteFaults[] = {{EndOfMedium, "", 300},        {MediaChange, "", 1},
-                                    {WriteProtect, "", 1},         {FailCall, "write", 8},
-                                    {FailCall, "set_position", 4}, {FailCall, "get_position", 4},
-                                    {RemoveCartridge, "", 1}};
+const FaultChoice kWriteFaults[] = {
+    {EndOfMedium, "", 300},        {MediaChange, "", 1},          {WriteProtect, "", 1},   {FailCall, "write", 8},
+    {FailCall, "set_position", 4}, {FailCall, "get_position", 4}, {RemoveCartridge, "", 1}};
 const FaultChoice kReadFaults[] = {
     {MediaChange, "", 1}, {FailCall, "read", 3}, {FailCall, "set_position", 2}, {RemoveCartridge, "", 1}};
 
@@ -284,7 +283,9 @@ void BackupRun(const std::string& library, const std::string& list, std::mt19937
 void RestoreAll(const std::string& library, const std::string& list, std::mt19937_64& random, FaultScript* script,
                 Tally& tally) {
   std::map<std::string, std::string> volumes;
-  for (const std::string& line : ReadLines(list)) volumes[VolumeOf(line.substr(0, line.find('\t')))] = line.substr(line.rfind('\t') + 1);
+  for (const std::string& line : ReadLines(list)) {
+    volumes[VolumeOf(line.substr(0, line.find('\t')))] = line.substr(line.rfind('\t') + 1);
+  }
   CFnx_Dal_ConfigurationTape config;
   Configure(config, library, "restore");
   Console console("restore", library, volumes);
@@ -321,7 +322,10 @@ void RunTapeKillCampaign(int kills, std::mt19937_64& random, Tally& tally) {
       ChildProcess worker("campaign", {"worker", "backup", library, std::to_string(random()), dir.Join("list")});
       std::this_thread::sleep_for(std::chrono::milliseconds(20 + random() % 600));
       worker.Kill();
-      if (const int code = worker.Wait(); code > 0) tally.failures.push_back("a backup run failed with " + std::to_string(code));
+      if (const int code = worker.Wait(); code > 0) {
+        tally.failures.push_back("round " + std::to_string(round) + ": the backup run failed with " +
+                                 std::to_string(code));
+      }
     }
     ++tally.counts["kills"];
     RestoreAll(library, dir.Join("list"), random, nullptr, tally);

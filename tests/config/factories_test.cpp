@@ -12,10 +12,8 @@
 #include "dal_configuration_centera.h"
 #include "dal_configuration_tape.h"
 #include "dal_media.h"
-#include "dal_media_filesystem.h"
 #include "dal_versions.h"
 #include "osl_directory.h"
-#include "temp_dir.h"
 
 namespace {
 
@@ -32,21 +30,6 @@ TEST(Factories, MakeDistinctObjectsForAnyCaseOfTheirNames) {
   EXPECT_EQ(names, (std::list<std::string>{"DISK", "TAPE"}));
   CFnx_Dal_ConfigurationFactory::Instance()->GetRegistered(names);
   EXPECT_EQ(names, std::list<std::string>{"DISK"});
-}
-
-TEST(Factories, ACloneOfAnOpenMediaIsClosedAndUnlocated) {
-  TempDir dir;
-  WriteFile(dir.Join("file"), "12345");
-  DAFileSystem media;
-  media.OpenForReading(dir.Join("file"));
-  std::unique_ptr<DAMedia> clone(media.Clone());
-  std::string location = "stale";
-  clone->GetLocation(location);
-  EXPECT_EQ(location, "");
-  EXPECT_EQ(clone->GetFileSize(), 0);
-  media.Close();
-  WriteFile(dir.Join("file"), "1234567");
-  EXPECT_EQ(media.GetFileSize(), 5) << "what was measured at the open is kept after Close";
 }
 
 // Disk and centera keep three values, the root with the platform's

@@ -27,49 +27,42 @@ namespace {
 // the other separator (Windows takes both) reaches the same lockfile and count.
 TEST(DiskMediaDelete, EachRoadRemovesCountsAndLogsItsOwnSteps) {
   enum Where { kPlain, kDated, kBelowDated, kMissing };
-  struct Case {
-    Where where;
-    int others;  // files beside the deleted one, no "dirfile.txt" among them
-    long count;  // in "dirfile.txt" afterwards; -1 none
-    bool slashes;  // the location written with "/"
-  };
-  const Case cases[] = {{kMissing, 0, -1, false}, {kPlain, 0, -1, false}, {kDated, 0, -1, true},
-                        {kDated, 2, 3, true},      {kBelowDated, 0, -1, false}};
+  const std::pair<Where, int> cases[] = {{kMissing, 0}, {kPlain, 0}, {kDated, 0}, {kDated, 2}, {kBelowDated, 0}};
   const auto capture = [](int severity, const char*, const char* text, void* lines) {
     static_cast<std::vector<std::string>*>(lines)->push_back(std::to_string(severity) + " " + text);
   };
-  for (const Case& c : cases) {
+  for (const auto& [where, others] : cases) {  // others: files beside the deleted one
     TempDir dir;
     const std::string dated = os_path(dir.Join("root"), "07_15_2021_1");
-    const std::string directory = c.where == kDated ? dated : c.where == kBelowDated ? os_path(dated, "sub").str()
-                                                                                     : dir.Join("plain");
+    const std::string directory = where == kDated        ? dated
+                                  : where == kBelowDated ? os_path(dated, "sub").str()
+                                                         : dir.Join("plain");
     DAFileSystem::MakeDirectories(directory);
     std::string path = os_path(directory, "doc");
-    if (c.where != kMissing) WriteFile(path, "x");
-    if (c.slashes) std::replace(path.begin(), path.end(), OS_PATH_SEPARATOR, '/');
-    for (int i = 0; i < c.others; ++i) WriteFile(os_path(directory, "other" + std::to_string(i)), "");
+    if (where != kMissing) WriteFile(path, "x");
+    std::replace(path.begin(), path.end(), OS_PATH_SEPARATOR, '/');
+    for (int i = 0; i < others; ++i) WriteFile(os_path(directory, "other" + std::to_string(i)), "");
     std::vector<std::string> lines;
     Fnx_SetLogSink(1, capture, &lines);
     DAFileSystem media;
     media.SetLocation(path);
-    const std::int32_t result = media.Delete();
+    EXPECT_EQ(media.Delete(), where == kMissing ? 7 : 0) << directory;
     Fnx_SetLogSink(0, nullptr, nullptr);
 
     std::vector<std::string> expected{"1 DAFileSystem::Delete started, location : " + path};
-    if (c.where != kMissing) {
+    if (where != kMissing) {
       expected.push_back("1 DAFileSystem::Delete dir : " + directory);
-      expected.push_back(std::string("1 DAFileSystem::Delete remove file ") +
-                         (c.where == kDated ? "with lock: " : "no lock: ") + path);
+      expected.push_back("1 DAFileSystem::Delete remove file " + std::string(where == kDated ? "with" : "no") +
+                         " lock: " + path);
     }
-    const bool directoryGoes = c.where == kDated && c.others == 0;
+    const bool directoryGoes = where == kDated && others == 0;
     if (directoryGoes) expected.push_back("1 DAFileSystem::Delete remove dir: " + directory);
-    EXPECT_EQ(result, c.where == kMissing ? 7 : 0) << directory;
     EXPECT_EQ(lines, expected) << directory;
     EXPECT_FALSE(Osl_File_System::exists(path)) << directory;
     EXPECT_NE(Osl_Directory::exists(directory), directoryGoes) << directory;
-    EXPECT_EQ(DirFileCount(directory), c.count) << directory;
-    EXPECT_EQ(Osl_File_System::exists(dir.Join("root/lockfile")), c.where == kDated) << directory;
-    if (c.where == kBelowDated) {
+    EXPECT_EQ(DirFileCount(directory), where == kDated && others > 0 ? 3 : -1) << directory;
+    EXPECT_EQ(Osl_File_System::exists(dir.Join("root/lockfile")), where == kDated) << directory;
+    if (where == kBelowDated) {
       EXPECT_EQ(Entries(dated), std::vector<std::string>{"sub"}) << "no count or lockfile beside it";
     }
   }
@@ -96,6 +89,26 @@ TEST(DiskMediaDirectories, ADeepPathFailsAtTheFirstRefusedNameOnASmallStack) {
   ASSERT_TRUE(RunOnSmallStack(256 * 1024, make, &job));
   EXPECT_NE(job.error.find(job.blocker), std::string::npos) << job.error.substr(0, 200);
   EXPECT_LT(job.error.size(), job.blocker.size() + 200) << "the refused name, not the whole path";
+}
+
+// A location's own size bounds a read whatever the file holds now; the name
+// shows what the media measured, and a bare path is measured at the open.
+TEST(DiskMediaLocations, TheStoredSizeBoundsTheReadAndTheNameShowsTheMedia) {
+  TempDir dir;
+  const std::string path = dir.Join("file");
+  WriteFile(path, "The quick brown ");
+  EXPECT_EQ(CFnx_Dal_Storage(path).GetName(), "disk@" + path + ",0,0#");
+  CFnx_Dal_Storage measured("disk@" + path + "#");
+  ASSERT_TRUE(measured.OpenForReading(nullptr));
+  EXPECT_EQ(measured.GetName(), "disk@" + path + ",0,16#");
+  CFnx_Dal_Storage stale("disk@" + path + ",0,4#");
+  ASSERT_TRUE(stale.OpenForReading(nullptr));
+  std::string back(100, '\0');
+  back.resize(static_cast<std::size_t>(stale.Read(back.data(), 100, -1)));
+  EXPECT_EQ(back, "The quick brown ") << "-1 reads the file from its start";
+  EXPECT_EQ(stale.Read(back.data(), 100, 5), 0) << "an explicit position past the stored size finds no file";
+  EXPECT_EQ(stale.GetSize(), 4);
+  EXPECT_EQ(stale.GetName(), "disk@" + path + ",0,16#");
 }
 
 // What an entry becomes when a file is counted in (1) or out (2), with the
@@ -164,6 +177,12 @@ TEST(DiskCheck, FindsDriftEmptyAndUnreadableAndRepairsOnlyTheCounts) {
   Osl_Directory::create(empty);
   WriteFile(os_path(empty, "dirfile.txt"), "NumberOfFilesInDirectory=1;");
   Osl_Directory::create(os_path(dated, "stray"));
+  // No count, or a count file without its key, is no drift: the next count starts from the entries.
+  for (const char* name : {"01_03_2020_1", "01_04_2020_1"}) {
+    Osl_Directory::create(os_path(root, name));
+    WriteFile(os_path(os_path(root, name), "doc"), "d");
+  }
+  WriteFile(os_path(os_path(root, "01_04_2020_1"), "dirfile.txt"), "no key");
   for (const bool repair : {false, true}) {
     const auto findings = CheckDiskRoot(root, repair);
     ASSERT_EQ(findings.size(), 3u) << "repair " << repair;

@@ -13,6 +13,7 @@
 #include "dal_storage.h"
 #include "disk_content.h"
 #include "fnx_expect.h"
+#include "os_datetime.h"
 #include "os_faults.h"
 #include "os_path.h"
 #include "osl_directory.h"
@@ -54,6 +55,7 @@ TEST(DiskRefusals, EachRaisesItsErrorAndLeavesNothingBehind) {
   CFnx_Dal_Storage::BackupEnd(disk.get());
   CFnx_Dal_ConfigurationTape tape;
   CFnx_Dal_ConfigurationCentera unregistered;  // no media of its name in the factory
+  std::uint32_t written = 0;
   const std::string missing = dir.Join("missing.doc");
   const std::string existing = dir.Join("existing.doc");
   WriteFile(existing, "kept");
@@ -68,8 +70,12 @@ TEST(DiskRefusals, EachRaisesItsErrorAndLeavesNothingBehind) {
   EXPECT_TRUE(LockfileIsFree(full)) << "the lockfile is held only while a file is placed";
   std::string heldPath;
   held.GetFirstFilePath(heldPath);
-  const std::string first = dir.Join("first.doc");  // a free file before the held one
-  WriteFile(first, "one!");
+  const std::string first = dir.Join("sub/first.doc");  // a free file before the held one, made by name
+  CFnx_Dal_Storage named("disk@" + first + ",0,0#");
+  named.SetFileCreateFlag(true);
+  ASSERT_TRUE(named.OpenForWriting("disk", disk.get()));
+  ASSERT_TRUE(named.Write("one!", 4, written, -1));
+  named.Close(true);
   const std::string pair = "disk@" + first + ",0,4#" + held.GetName();
   // A document whose date directory holds a foreign file, so that it stays.
   const std::string foreignRoot = dir.Join("foreign");
@@ -78,7 +84,7 @@ TEST(DiskRefusals, EachRaisesItsErrorAndLeavesNothingBehind) {
   const std::string dated = DateDirectoryOf(alone);
   WriteFile(os_path(dated, "foreign"), "not counted");
 
-  std::uint32_t written = 0;
+  written = 0;
   CFnx_Dal_Storage refused;
   CFnx_Dal_Storage listed;
   const auto open = [](const std::string& location) { CFnx_Dal_Storage(location).OpenForReading(nullptr); };
@@ -153,6 +159,7 @@ TEST(DiskRefusals, EachRaisesItsErrorAndLeavesNothingBehind) {
   EXPECT_FALSE(Osl_File_System::exists(dir.Join("a,b")));
   EXPECT_FALSE(Osl_File_System::exists("lockfile")) << "an empty root is not the working directory";
   EXPECT_TRUE(LockfileIsFree(full) && LockfileIsFree(foreignRoot));
+  EXPECT_EQ(DateDirectoryOf(held.GetName()), os_path(full, os_date::today().to_string("%m_%d_%Y") + "_1").str());
   EXPECT_EQ(DirFileCount(DateDirectoryOf(held.GetName())), 5);
   EXPECT_EQ(Entries(DateDirectoryOf(held.GetName())).size(), 5u) << "the refused document was never created";
   EXPECT_EQ(Entries(dated), std::vector<std::string>{"foreign"}) << "file and count went before the directory";
@@ -160,6 +167,9 @@ TEST(DiskRefusals, EachRaisesItsErrorAndLeavesNothingBehind) {
   EXPECT_TRUE(CFnx_Dal_Storage(held.GetName()).OpenForReading(nullptr)) << "readers take no lock";
   held.Close(false);
   EXPECT_NO_THROW(update(pair)) << "the lock goes with Close";
+  EXPECT_EQ(ReadFile(first), "one!");
+  EXPECT_EQ(CFnx_Dal_Storage("disk@" + missing + ",0,1#" + pair).Delete(), -1) << "a delete goes on past a missing file";
+  EXPECT_FALSE(Osl_File_System::exists(first) || Osl_File_System::exists(heldPath));
 }
 
 // A fault of the system while a new document of 3000 bytes is opened or
@@ -257,7 +267,7 @@ TEST(DiskLocks, TheDocumentLockGoesWithCloseWhileAForkedChildLives) {
 #endif
 
 // Where the deleter looks for the lockfile must be where the writer made it,
-// whatever form the root has.
+// whatever form the root has; a name without a date directory has none.
 TEST(DiskLocks, DeleteFindsTheWritersLockfileForEveryFormOfRoot) {
   const std::string sep(1, OS_PATH_SEPARATOR);
   std::vector<std::string> roots = {sep, sep + "data", sep + "data" + sep, "relative", "relative" + sep};
@@ -272,30 +282,9 @@ TEST(DiskLocks, DeleteFindsTheWritersLockfileForEveryFormOfRoot) {
     }
   }
   std::string untouched = "kept";
-  EXPECT_FALSE(DAFileSystem::DateDirectoryRoot("07_15_2021_1", untouched)) << "no separator: no root to lock";
-  EXPECT_FALSE(DAFileSystem::DateDirectoryRoot(os_path(sep, "plain"), untouched));
+  EXPECT_FALSE(DAFileSystem::DateDirectoryRoot("07_15_2021_1", untouched) ||
+               DAFileSystem::DateDirectoryRoot(os_path(sep, "plain"), untouched));
   EXPECT_EQ(untouched, "kept");
-}
-
-// A location with the create flag makes its file; a delete goes on past a
-// file that is gone.
-TEST(DiskNamedFiles, TheCreateFlagMakesTheFileAndDeleteGoesOnPastAMissingOne) {
-  TempDir dir;
-  auto config = DiskConfig(dir.Join("root"));
-  std::string location;
-  for (const char* name : {"sub/a.doc", "b.doc", "c.doc"}) {
-    CFnx_Dal_Storage document("disk@" + dir.Join(name) + ",0,0#");
-    document.SetFileCreateFlag(true);
-    ASSERT_TRUE(document.OpenForWriting("disk", config.get()));
-    std::uint32_t written = 0;
-    EXPECT_TRUE(document.Write("new", 3, written, -1));
-    document.Close(false);
-    location += document.GetName();
-  }
-  EXPECT_EQ(ReadFile(dir.Join("sub/a.doc")), "new");
-  Osl_File_System::remove(dir.Join("b.doc"));
-  EXPECT_EQ(CFnx_Dal_Storage(location).Delete(), -1);
-  EXPECT_FALSE(Osl_File_System::exists(dir.Join("sub/a.doc")) || Osl_File_System::exists(dir.Join("c.doc")));
 }
 
 }  // namespace

@@ -45,16 +45,14 @@ TEST(ParseStorageLocation, ARandomListRoundTrips) {
   std::mt19937 random(11);
   for (int round = 0; round < 200; ++round) {
     std::vector<std::string> files;
-    std::string location;
+    std::string location, media, path;
     for (std::size_t k = random() % 4; k > 0; --k) {
-      const std::int64_t from = random() % 100000, size = random() % INT32_MAX;
       files.push_back(std::string(random() % 2 ? "disk" : "tape") + "@/d" + std::to_string(random()) + "/f," +
-                      std::to_string(from) + "," + std::to_string(size));
+                      std::to_string(random() % 100000) + "," + std::to_string(random() % INT32_MAX));
       location += files.back() + "#";
-      std::string media, path;
-      std::int64_t parsedFrom = -1, parsedSize = -1;
-      ASSERT_TRUE(ParseFileLocation(files.back(), media, path, parsedFrom, parsedSize));
-      EXPECT_EQ(media + "@" + path + "," + std::to_string(parsedFrom) + "," + std::to_string(parsedSize), files.back());
+      std::int64_t from = -1, size = -1;
+      ASSERT_TRUE(ParseFileLocation(files.back(), media, path, from, size));
+      EXPECT_EQ(media + "@" + path + "," + std::to_string(from) + "," + std::to_string(size), files.back());
     }
     std::vector<std::string> tokens{"old"};
     ParseStorageLocation(location, tokens);

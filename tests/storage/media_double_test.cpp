@@ -34,12 +34,11 @@ class CappedMedia : public DAMedia {
     if (!s_capacities.empty()) s_capacities.pop_front();
     if (capacity == kOpenFails) throw FNXError("no place for the file", 1281, 8, "media_double", __LINE__);
     m_capacity = static_cast<std::uint32_t>(capacity);
-    m_location = "file-" + std::to_string(++s_made);
   }
   void OpenForWriting(const std::string&, bool) override {}
   void OpenForUpdate(const std::string&) override {}
   void Close() override {}
-  void SetLocation(const std::string& location) override { m_location = location; }
+  void SetLocation(const std::string&) override {}
   std::int32_t Delete() override { return 0; }
   bool Write(const char*, std::uint32_t length, std::uint32_t& written, std::uint32_t& counted, std::int64_t) override {
     counted = written = std::min(length, m_capacity - m_size);
@@ -51,7 +50,7 @@ class CappedMedia : public DAMedia {
     read = std::min(length, s_readable);
     return true;
   }
-  void GetLocation(std::string& location) override { location = m_location; }
+  void GetLocation(std::string& location) override { location = "file"; }
   std::int64_t GetFileSize() override { return m_size; }
   bool Resize(std::int64_t) override { return false; }
   int write_file_to_centera(std::string target, std::string& result, migrate_parameters& parameters) override {
@@ -61,11 +60,9 @@ class CappedMedia : public DAMedia {
 
   static inline std::deque<std::int64_t> s_capacities;
   static inline std::uint32_t s_readable = 0;
-  static inline int s_made = 0;
 
  private:
   std::string m_name;
-  std::string m_location;
   std::uint32_t m_size = 0;
   std::uint32_t m_capacity = UINT32_MAX;
 };

@@ -13,8 +13,8 @@
 
 class VtapeTest : public ::testing::Test {
  public:
-  void MakeLibrary(std::uint32_t block_size = 512, std::uint64_t blocks = 64) {
-    FnxVtapeCreateLibrary(m_dir.path(), {2, block_size, blocks * 512, 8 * 512});
+  void MakeLibrary(std::uint64_t blocks = 64) {
+    FnxVtapeCreateLibrary(m_dir.path(), {2, 512, blocks * 512, 8 * 512});
     FnxVtapeInsert(m_dir.path(), "C001");
   }
   os_tape_handle Open() {  // closed at the end of the test

@@ -32,7 +32,7 @@ struct Model {
 };
 
 TEST_F(VtapeTest, RandomCallsMatchAModelOfTheDriveAndItsCartridges) {
-  MakeLibrary(512, 24);
+  MakeLibrary(24);
   const std::string dir = m_dir.path();
   const char* const names[] = {"C001", "C002"};
   Model model;

@@ -21,7 +21,7 @@ std::string LastLine(const std::string& path) {
 }
 
 TEST_F(VtapeTest, AWriterHasTheDriveAloneAndKilledLeavesItFreeWithEveryVouchedBlock) {
-  MakeLibrary(512, 16384);
+  MakeLibrary(16384);
   std::mt19937 random(7);
   for (int run = 0; run < 10; ++run) {
     SCOPED_TRACE("run " + std::to_string(run));
