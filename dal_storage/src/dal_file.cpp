@@ -149,7 +149,10 @@ bool DAFile::Read(char* buffer, std::uint32_t length, std::uint32_t& read, std::
   if (!m_media) return false;
   if (position == -1) return m_media->Read(buffer, length, read, -1);
   if (m_from <= position && position < m_from + m_size) {
-    return m_media->Read(buffer, length, read, position - m_from);
+    // The start of the file goes as -1: the offset 0 would mean "where the
+    // media stands", which after an earlier read is not the first byte.
+    const std::int64_t offset = position == m_from ? -1 : position - m_from;
+    return m_media->Read(buffer, length, read, offset);
   }
   read = 0;
   return true;

@@ -44,7 +44,8 @@ std::int64_t TransferInChunks(std::uint32_t length, Transfer transfer) {
   while (done < length) {
     const int chunk = static_cast<int>(length - done < kChunk ? length - done : kChunk);
     const int n = transfer(done, chunk);
-    if (n < 0) return done == 0 ? -1 : done;
+    // Both arms signed: an unsigned arm would turn the -1 into 4 GiB moved.
+    if (n < 0) return done == 0 ? std::int64_t{-1} : std::int64_t{done};
     done += static_cast<std::uint32_t>(n);
     if (n < chunk) break;
   }

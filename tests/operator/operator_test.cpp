@@ -54,22 +54,26 @@ TEST(OperatorTable, FollowsItsModelUnderRandomAskersAndAnswers) {
   std::map<std::size_t, Expected> model;  // by place in kKeys
   std::vector<std::thread> askers;
   std::list<CFnx_Dal_OperatorItemInfo> items(3);  // what the list held before goes
+  const auto listed = [&](CFnx_Dal_Operator& face) {
+    face.ListItems(items);
+    const auto line = [](const auto& item) {
+      return std::to_string(item.getType()) + ":" + item.getName() + " " + item.getDasName() + " " + Content(item);
+    };
+    std::vector<std::string> got, wanted;
+    for (const auto& item : items) got.push_back(line(item));
+    for (const auto& [place, item] : model) wanted.push_back(line(item));
+    EXPECT_EQ(got, wanted);
+    for (const auto& item : items) EXPECT_EQ(item == items.front(), Content(item) == Content(items.front()));
+  };
   for (int step = 0; step < 300; ++step) {
-    const int action = step == 0 ? 0 : static_cast<int>(random() % 8);
+    // First an empty list, then an item made by AddItem; later items come as they come.
+    const int action = step < 2 ? 2 * step : static_cast<int>(random() % 8);
     CFnx_Dal_Operator& face = faces[random() % faces.size()];
     const std::size_t k = random() % std::size(kKeys);
     const CFnx_Dal_OperatorItemID id(kKeys[k].first, kKeys[k].second, "DAS_" + std::to_string(random() % 2));
     const std::string text = "text " + std::to_string(step);
     if (action == 0) {
-      face.ListItems(items);
-      const auto line = [](const auto& item) {
-        return std::to_string(item.getType()) + ":" + item.getName() + " " + item.getDasName() + " " + Content(item);
-      };
-      std::vector<std::string> listed, wanted;
-      for (const auto& item : items) listed.push_back(line(item));
-      for (const auto& [place, item] : model) wanted.push_back(line(item));
-      EXPECT_EQ(listed, wanted);
-      for (const auto& item : items) EXPECT_EQ(item == items.front(), Content(item) == Content(items.front()));
+      listed(face);
       continue;
     }
     if (action == 1) {  // one face more, or one less: the table outlives any one face
@@ -81,6 +85,7 @@ TEST(OperatorTable, FollowsItsModelUnderRandomAskersAndAnswers) {
     Expected& item = model.try_emplace(k, id).first->second;  // with the first DAS name
     if (action == 2) {
       face.AddItem(id);
+      listed(face);
     } else if (action == 3) {
       face.setOperatorMsg(id, text);
       item.Set(text, item.getWaitingResponce(), item.getOptions());

@@ -98,6 +98,14 @@ TEST(OslFile, TransfersCountBytesAndFollowTheAccessMode) {
     WritesTakeNothing full;
     EXPECT_EQ(file.write("abc", 3), 0) << "a write that moves nothing ends short, not in a loop";
   }
+  {
+    ShortTransfers few(7);  // each call goes on where the last one stopped
+    EXPECT_EQ(file.seek(0, 0), 0);
+    ASSERT_EQ(file.write(block.data() + 500, 100), 100);
+    EXPECT_EQ(file.seek(0, 0), 0);
+    EXPECT_EQ(file.read(back.data(), 100), 100);
+    EXPECT_EQ(back.substr(0, 100), block.substr(500, 100));
+  }
   Osl_File reader;
   reader.open(path, 0, OSL_ACCESS_READ, 0);
   EXPECT_LT(reader.write("x", 1), 0);
@@ -111,7 +119,7 @@ TEST(OslFile, TransfersCountBytesAndFollowTheAccessMode) {
   EXPECT_EQ(writer.write("X", 1), 1);
   writer.close();
   EXPECT_LT(writer.read(&c, 1), 0);
-  EXPECT_EQ(ReadFile(path), "X" + block.substr(1));
+  EXPECT_EQ(ReadFile(path), "X" + block.substr(501, 99) + block.substr(100));
   file.close();
   Osl_File_System::remove(path);  // fails on Win32 if a handle of it leaked
 }

@@ -11,6 +11,7 @@ namespace {
 
 std::string g_directory;  // of RefuseCreatesIn, while one lives
 std::int64_t g_limit = 0;  // of FileSizeLimit, while one lives
+std::size_t g_most = 0;    // of ShortTransfers, while one lives
 
 // True when path names an entry directly inside g_directory.
 bool InDirectory(const std::string& path) {
@@ -74,6 +75,17 @@ struct WritesTakeNothing::Overrides {
   os_syscall_override<decltype(os_sys.WriteFile)> write{os_sys.WriteFile, &Write};
 };
 
+struct ShortTransfers::Overrides {
+  static BOOL WINAPI Read(HANDLE file, LPVOID buffer, DWORD count, LPDWORD done, LPOVERLAPPED overlapped) {
+    return os_syscalls{}.ReadFile(file, buffer, std::min(count, static_cast<DWORD>(g_most)), done, overlapped);
+  }
+  static BOOL WINAPI Write(HANDLE file, LPCVOID buffer, DWORD count, LPDWORD done, LPOVERLAPPED overlapped) {
+    return os_syscalls{}.WriteFile(file, buffer, std::min(count, static_cast<DWORD>(g_most)), done, overlapped);
+  }
+  os_syscall_override<decltype(os_sys.ReadFile)> read{os_sys.ReadFile, &Read};
+  os_syscall_override<decltype(os_sys.WriteFile)> write{os_sys.WriteFile, &Write};
+};
+
 #else
 
 struct RefuseCreatesIn::Overrides {
@@ -113,6 +125,15 @@ struct WritesTakeNothing::Overrides {
   os_syscall_override<decltype(os_sys.write)> write{os_sys.write, &Write};
 };
 
+struct ShortTransfers::Overrides {
+  static ssize_t Read(int fd, void* buffer, size_t count) { return os_syscalls{}.read(fd, buffer, std::min(count, g_most)); }
+  static ssize_t Write(int fd, const void* buffer, size_t count) {
+    return os_syscalls{}.write(fd, buffer, std::min(count, g_most));
+  }
+  os_syscall_override<decltype(os_sys.read)> read{os_sys.read, &Read};
+  os_syscall_override<decltype(os_sys.write)> write{os_sys.write, &Write};
+};
+
 #endif
 
 RefuseCreatesIn::RefuseCreatesIn(const std::string& directory) {
@@ -129,3 +150,9 @@ FileSizeLimit::~FileSizeLimit() = default;
 
 WritesTakeNothing::WritesTakeNothing() : m_overrides(std::make_unique<Overrides>()) {}
 WritesTakeNothing::~WritesTakeNothing() = default;
+
+ShortTransfers::ShortTransfers(std::size_t bytes) {
+  g_most = bytes;
+  m_overrides = std::make_unique<Overrides>();
+}
+ShortTransfers::~ShortTransfers() = default;

@@ -3,6 +3,7 @@
 // platforms, played through the platform layer's table of system calls so
 // that a test sees them everywhere and as any user. Each lasts as long as its
 // object; one at a time, while no other thread works on files.
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -39,6 +40,18 @@ class WritesTakeNothing {
  public:
   WritesTakeNothing();
   ~WritesTakeNothing();
+
+ private:
+  struct Overrides;
+  std::unique_ptr<Overrides> m_overrides;
+};
+
+// Every read and write call moves at most bytes bytes, as a pipe or a
+// network file system may: the caller has to go on with the rest.
+class ShortTransfers {
+ public:
+  explicit ShortTransfers(std::size_t bytes);
+  ~ShortTransfers();
 
  private:
   struct Overrides;

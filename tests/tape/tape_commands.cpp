@@ -23,6 +23,11 @@ bool Restored(const AnnouncedDocument& document, CFnx_Dal_ConfigurationTape& con
     restored.append(piece.data(), static_cast<std::size_t>(got));
   }
   handle.Close(false);
+  // The close ends the restore, and the operator sees it.
+  if (CFnx_Dal_OperatorSingelton::Get().getOperatorMsg(CFnx_Dal_OperatorItemID(7, "restore", "DAS_E2E")) !=
+      "Restore ended") {
+    return false;
+  }
   return restored == DocumentBytes(document.seed, document.size);
 }
 

@@ -8,20 +8,22 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <iostream>
 #include <map>
 #include <random>
 #include <sstream>
 #include <string>
 #include <vector>
 
-#include "dal_tape_lister_contents.h"
+#include "dal_tape_lister.h"
 #include "tape_dev_fixture.h"
 
 namespace {
 
-constexpr std::uint32_t kCapacity = 800;  // blocks: a few files to a volume
+constexpr std::uint32_t kBlock = 4096;     // 16 blocks to a record
+constexpr std::uint32_t kCapacity = 80;  // blocks: a few files to a volume
 constexpr int kCartridges = 150;
-constexpr int kSteps = 300;
+constexpr int kSteps = 200;
 const std::string kDas = "DAS_WITH_A_LONGER_NAME_25";  // the listing shows 20 characters
 
 struct File {
@@ -39,7 +41,7 @@ std::string Field(const std::string& location, std::size_t at, std::size_t size)
 class TapeDevModel : public TapeDevTest {
  protected:
   TapeDevModel() {
-    UseLibrary(512, kCapacity, kCartridges);
+    UseLibrary(kBlock, kCapacity, kCartridges);
     CFnx_Dal_ConfigValues values = Values();
     values.m_dasName = kDas;
     SetValues(values);
@@ -78,14 +80,21 @@ class TapeDevModel : public TapeDevTest {
     return m_operator.Respond(question);
   }
 
+  // Every volume gets a name of its own, only to keep the test fast: a volume
+  // labelled under one name in the second of the one before waits a second.
+  void NameNextVolume() {
+    CFnx_Dal_ConfigValues values = Values();
+    values.m_volumeName = "V" + std::to_string(++m_names);
+    SetValues(values);
+  }
+
   void StartRun(bool new_volume) {
+    ++runs;
     CFnx_Dal_ConfigValues values = Values();
     values.m_newVolume1 = new_volume;
     if (!new_volume && Chance(20)) values.m_endBlock = 0;  // a caller that kept no end block
-    // Every volume gets a name of its own, only to keep the test fast: a volume
-    // labelled under one name in the second of the one before waits a second.
-    values.m_volumeName = "V" + std::to_string(++runs);
     SetValues(values);
+    NameNextVolume();
     if (new_volume) {
       ASSERT_FALSE(m_operator.blanks.empty()) << "no blank cartridge left";
       const std::string next = m_operator.blanks.front();
@@ -128,6 +137,7 @@ class TapeDevModel : public TapeDevTest {
   std::map<std::string, std::string> m_junk;  // a cartridge that is no blank to the question it brings
   std::vector<File> m_files;
   bool m_run_open = false;
+  int m_names = 0;
   int runs = 0, restores = 0, reloads = 0, changes = 0, rewrites = 0, faults = 0, odd_answers = 0;
 };
 
@@ -136,7 +146,7 @@ class TapeDevModel : public TapeDevTest {
 void TapeDevModel::Write() {
   if (!m_run_open) StartRun(m_files.empty() || Chance(15));
   m_run_open = true;
-  const std::size_t sizes[] = {0, 1, 507, 508, 65528, 65529};  // the edges of a record
+  const std::size_t sizes[] = {0, 1, kBlock - 5, kBlock - 4, 65528, 65529};  // the edges of a block and a record
   const std::size_t size = Chance(20) ? sizes[m_random() % std::size(sizes)]
                                       : std::uniform_int_distribution<std::size_t>(1, 150000)(m_random);
   const auto seed = static_cast<unsigned>(m_files.size());
@@ -145,6 +155,7 @@ void TapeDevModel::Write() {
     if (Chance(5)) FnxVtapeProtect(m_library, InDrive(), true);  // asked about at the start of the file
     if (Chance(5)) Fail("get_position", 1117);                   // the tape looks foreign: a new volume
     if (Chance(5)) Fail("write", 1117, 1 + m_random() % 3);      // the caller writes the file anew
+    NameNextVolume();
     try {
       location = WriteFile(DocumentBytes(seed, size), 1 + m_random() % 20000);
       if (location == "FileWrite refused") location.clear();  // given up at the end of the medium
@@ -183,9 +194,12 @@ void TapeDevModel::CheckVolume(const std::string& cartridge, const std::vector<c
   SCOPED_TRACE(cartridge);
   const std::vector<std::string> blocks = Blocks(cartridge);
   FnxVtapeInsert(m_library, cartridge);
+  // As the tool lists a drive: by its number, on standard output.
+  FnxVtapeRegisterName("\\\\.\\TAPE9", m_library);
   std::ostringstream out;
-  CFnx_Dal_TapeDevWin32 device(m_config);
-  dal_tape_list_contents(device, out);
+  std::streambuf* const standard = std::cout.rdbuf(out.rdbuf());
+  dal_tape_lister("9");
+  std::cout.rdbuf(standard);
   std::vector<std::string> lines;
   std::istringstream in(out.str());
   for (std::string line; std::getline(in, line);) {
