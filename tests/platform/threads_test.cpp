@@ -13,6 +13,7 @@
 #include <thread>
 #include <vector>
 
+#include "bounded_wait.h"
 #include "child_process.h"
 #include "fnx_versions.h"
 #include "os_sync.h"
@@ -20,6 +21,7 @@
 #include "temp_dir.h"
 
 #ifndef _WIN32
+#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #endif
@@ -168,7 +170,12 @@ TEST(RandomNumber, UniqueAcrossThreadsAndProcesses) {
   for (int i = 0; i < 1000; ++i) seen.insert(RandomNumber());
   for (int c = 0; c < 2; ++c) {
     int status = -1;
-    ASSERT_EQ(waitpid(forked[c], &status, 0), forked[c]);
+    const bool ended = WaitUntil([&] { return waitpid(forked[c], &status, WNOHANG) == forked[c]; });
+    if (!ended) {
+      kill(forked[c], SIGKILL);
+      waitpid(forked[c], &status, 0);
+    }
+    ASSERT_TRUE(ended) << "forked worker " << c << " still running";
     for (const std::string& line : Lines(dir.Join("forked" + std::to_string(c)))) seen.insert(line);
   }
   EXPECT_EQ(seen.size(), std::size_t{kThreads + 2} * kCalls + 3000) << "a forked worker repeated a text";
