@@ -37,7 +37,13 @@ class FNX_API tape_user_abort : public FNXError {  // the operator chose "Cancel
 
 class FNX_API end_of_tape_error : public FNXError {  // end of the medium or of the recorded data
  public:
-  end_of_tape_error(const char* source_file, std::int32_t line);
+  // past_end: the physical end of the medium, where no block fits any more,
+  // rather than the early warning, where a block still does.
+  end_of_tape_error(const char* source_file, std::int32_t line, bool past_end = false);
+  bool PastEnd() const { return m_pastEnd; }
+
+ private:
+  bool m_pastEnd;
 };
 
 class FNX_API tape_features_support_error : public FNXError {  // the drive lacks a needed feature
@@ -111,6 +117,8 @@ class FNX_API CFnx_Dal_TapeDev {
   // once it is labelled, false with written 0 when the answer named no
   // option, end_of_tape_error on "Cancel". The file is then written anew
   // from FileWriteStart on; FileWrite refuses more bytes until then.
+  // FileWriteEnd past the physical end gives the file up in the same way and
+  // raises end_of_tape_error, at every close of that device.
   void FileWriteStart();
   bool FileWrite(char* data, std::uint32_t length, std::uint32_t& written);
   void FileWriteEnd(CFnx_Dal_Tape_Location& location);
@@ -173,6 +181,9 @@ class FNX_API CFnx_Dal_TapeDev {
   // A question of the common pattern: "Retry", "Cancel" and, with offer_use,
   // m_opt_use; returns the option chosen.
   const std::string& AskRetryCancel(const std::string& question, bool offer_use);
+  // Gives the file in work up at the end of the medium, frees the drive for
+  // the tape change and asks for a new volume; returns the option chosen.
+  const std::string& GiveUpFileAtEnd();
   void AskWrongVolume(const std::string& expected, const std::string& id_found);
   // Returns once the tape in the drive may be written, asking the operator to
   // remove the write protection for as long as it is on; tape_user_abort on
@@ -204,6 +215,7 @@ class FNX_API CFnx_Dal_TapeDev {
   std::int32_t m_file_count = 0;              // files on the volume
   std::int64_t m_file_bytes = 0;              // bytes taken for the file in work
   bool m_file_open = false;                   // FileWrite may add to the file in work
+  bool m_file_past_end = false;               // its end label found no room: it has no location
   // Assembles a data record (length word at 0, data from 4 to m_buf_pos) and
   // receives every block read.
   char m_buffer[kTapeRecordSize];

@@ -34,8 +34,8 @@ std::string DescribeVolumeLabel(const char* block) {
 
 tape_user_abort::tape_user_abort(const char* source_file, std::int32_t line)
     : FNXError("tape_user_abort", 0, 0, source_file, line) {}
-end_of_tape_error::end_of_tape_error(const char* source_file, std::int32_t line)
-    : FNXError("end_of_tape_error", 0, 0, source_file, line) {}
+end_of_tape_error::end_of_tape_error(const char* source_file, std::int32_t line, bool past_end)
+    : FNXError("end_of_tape_error", 0, 0, source_file, line), m_pastEnd(past_end) {}
 tape_features_support_error::tape_features_support_error(const char* source_file, std::int32_t line)
     : FNXError("tape_features_support_error", 0, 0, source_file, line) {}
 tape_single_blocksize_error::tape_single_blocksize_error(const char* source_file, std::int32_t line)

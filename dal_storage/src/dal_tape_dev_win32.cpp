@@ -135,9 +135,10 @@ void CFnx_Dal_TapeDevWin32::WriteBlocks(char* buffer, unsigned long long count, 
   try {
     m_tape_api.WriteFile(buffer, TransferLength(count, m_media_block_size), &written);
   } catch (const exception_GetLastError& error) {
-    if (error.Code() == static_cast<std::int32_t>(OS_TAPE_END_OF_MEDIA) ||
-        error.Code() == static_cast<std::int32_t>(OS_TAPE_EOM_OVERFLOW))
+    if (error.Code() == static_cast<std::int32_t>(OS_TAPE_END_OF_MEDIA))
       throw end_of_tape_error(kSourceFile, __LINE__);
+    if (error.Code() == static_cast<std::int32_t>(OS_TAPE_EOM_OVERFLOW))
+      throw end_of_tape_error(kSourceFile, __LINE__, true);
     throw;
   }
 }

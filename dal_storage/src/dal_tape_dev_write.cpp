@@ -147,16 +147,7 @@ bool CFnx_Dal_TapeDev::FileWrite(char* data, std::uint32_t length, std::uint32_t
   try {
     WriteBuf(data, static_cast<int>(length), kAddData);
   } catch (const end_of_tape_error&) {
-    m_file_bytes = 0;
-    m_file_open = false;
-    GetCurrentPosition(m_position);
-    GotoPosition(m_position);
-    CloseHandle();
-    m_buf_pos = kTapeRecordHeader;
-    FnxLogLine("End of tape reached.");
-    const std::string& answer = AskRetryCancel(
-        "End of tape reached. A new volume will be started.\nPlease, insert a new volume and press \"Retry\"",
-        false);
+    const std::string& answer = GiveUpFileAtEnd();
     if (answer == m_opt_cancel) throw end_of_tape_error(kSourceFile, __LINE__);
     if (answer != m_opt_retry) return false;
     TakeNewVolume();
@@ -167,17 +158,44 @@ bool CFnx_Dal_TapeDev::FileWrite(char* data, std::uint32_t length, std::uint32_t
   return true;
 }
 
+const std::string& CFnx_Dal_TapeDev::GiveUpFileAtEnd() {
+  m_file_bytes = 0;
+  m_file_open = false;
+  GetCurrentPosition(m_position);
+  GotoPosition(m_position);
+  CloseHandle();
+  m_buf_pos = kTapeRecordHeader;
+  FnxLogLine("End of tape reached.");
+  return AskRetryCancel(
+      "End of tape reached. A new volume will be started.\nPlease, insert a new volume and press \"Retry\"", false);
+}
+
 void CFnx_Dal_TapeDev::FileWriteEnd(CFnx_Dal_Tape_Location& location) {
   CFnx_Dal_Trace trace("CFnx_Dal_TapeDev::FileWriteEnd");
   m_file_open = false;  // an ended file takes no more bytes
+  // A later close must not end quietly with no location, nor put this
+  // file's end label on the volume that replaced its own.
+  if (m_file_past_end) throw end_of_tape_error(kSourceFile, __LINE__, true);
   ReadBlockSize();
   if (GetHandle() == 0 || m_file_bytes == 0) return;
 
-  WriteBuf(nullptr, 0, kFlushRecord);
-  GetCurrentPosition(m_position);
-  m_vol_status.refresh(m_position);
-  m_file_label.set_end(m_position, m_file_bytes);
-  WriteBuf(m_file_label.bytes(), static_cast<int>(kTapeLabelSize), kWriteLabel);
+  try {
+    WriteBuf(nullptr, 0, kFlushRecord);
+    GetCurrentPosition(m_position);
+    m_vol_status.refresh(m_position);
+    m_file_label.set_end(m_position, m_file_bytes);
+    WriteBuf(m_file_label.bytes(), static_cast<int>(kTapeLabelSize), kWriteLabel);
+  } catch (const end_of_tape_error& end) {
+    // At the early warning a second close still writes the end label. Past
+    // the physical end it never will, and the file written anew would start
+    // at the same end block and meet the same end: the run goes on on a new
+    // volume instead, as after the end of the medium in the data.
+    if (end.PastEnd()) {
+      m_file_past_end = true;
+      if (GiveUpFileAtEnd() == m_opt_retry) TakeNewVolume();
+    }
+    throw;
+  }
   GetCurrentPosition(m_position);
   m_vol_status.note_file_end();
   location.set_from_end_label(m_file_label.basic, OwnValues().m_name);

@@ -52,21 +52,8 @@ void TapeSession::Save() {
 
 namespace {
 
-void ContinueOnNewVolume(CFnx_Dal_ConfigurationTape& config) {
-  CFnx_Dal_ConfigValues values;
-  config.GetValues(values);
-  const CFnx_Dal_ConfigValues before = values;
-  values.m_newVolume1 = values.m_newVolume2 = true;
-  config.SetValues(values);
-  CFnx_Dal_Storage::BackupStart(&config);
-  config.GetValues(values);
-  values.m_newVolume1 = before.m_newVolume1;
-  values.m_newVolume2 = before.m_newVolume2;
-  config.SetValues(values);
-}
-
 bool WriteTapeCopy(CFnx_Dal_ConfigurationTape& config, const std::string& bytes, Progress* progress,
-                   std::string& location, bool& volumeFull) {
+                   std::string& location) {
   CFnx_Dal_Storage document;
   document.OpenForWriting("tape", &config);
   constexpr std::size_t kPiece = 1 << 20;
@@ -83,17 +70,14 @@ bool WriteTapeCopy(CFnx_Dal_ConfigurationTape& config, const std::string& bytes,
   }
   // The end of the medium at the close: the early warning leaves room for
   // the end label, so a second close ends the file. When that fails too the
-  // volume is full to its end, and a copy written anew at the run's end
-  // block would meet the same end: the run goes on on a new volume.
+  // copy is given up, and the library starts the copy written anew on a new
+  // volume.
   for (int close = 1;; ++close) {
     try {
       document.Close(false);
       break;
     } catch (const end_of_tape_error&) {
-      if (close == 2) {
-        volumeFull = true;
-        return false;  // the handle gives the unfinished copy up, and the drive
-      }
+      if (close == 2) return false;  // the handle gives the unfinished copy up, and the drive
     }
   }
   location = document.GetName();
@@ -104,12 +88,7 @@ bool WriteTapeCopy(CFnx_Dal_ConfigurationTape& config, const std::string& bytes,
 
 std::string WriteToTape(CFnx_Dal_ConfigurationTape& config, const std::string& bytes, Progress* progress) {
   std::string location;
-  bool volumeFull = false;
-  for (int attempt = 1; !WriteTapeCopy(config, bytes, progress, location, volumeFull); ++attempt) {
-    if (volumeFull) {
-      ContinueOnNewVolume(config);
-      volumeFull = false;
-    }
+  for (int attempt = 1; !WriteTapeCopy(config, bytes, progress, location); ++attempt) {
     // A document larger than a whole volume would go on for ever.
     if (attempt == 3) throw UsageError("a document of " + std::to_string(bytes.size()) +
                                        " bytes came back short on three volumes");
