@@ -315,11 +315,6 @@ TEST(TapeDevWin32, TranslatesTheDrivesNumbers) {
   };
   const Setup eject = [](const Library& library, TapeDev&) { FnxVtapeEject(library.path); };
   const Setup protect = [](const Library& library, TapeDev&) { FnxVtapeProtect(library.path, "C001", true); };
-  const Setup warning = [](const Library& library, TapeDev&) {
-    FnxVtapeFault fault;
-    fault.kind = FnxVtapeFaultKind::EndOfMedium;
-    FnxVtapeScriptFault(library.path, fault);
-  };
   const Setup at_end = [](const Library&, TapeDev& device) { device.GotoPosition(CFnx_Dal_Tape_Position(0, 1, 0)); };
   const struct {
     Setup setup;
@@ -332,11 +327,9 @@ TEST(TapeDevWin32, TranslatesTheDrivesNumbers) {
       {fail("read", 1110), kRead, "returns"},
       {fail("write", 1100), kWrite, "end_of_tape_error"},
       {fail("write", 1129), kWrite, "end_of_tape_error"},
-      {warning, kWrite, "end_of_tape_error"},
       {protect, kWrite, "WriteFile:Err(19)"},
       {fail("write", 1117), kWrite, "WriteFile:Err(1117)"},
       {fail("get_status", 1112), kInDrive, "no_tape_in_drive_error"},
-      {eject, kInDrive, "no_tape_in_drive_error"},
       {fail("get_status", 1117), kInDrive, "returns"},
       {eject, kNotProtected, "no_tape_in_drive_error"},
       {fail("get_status", 19), kNotProtected, "true"},

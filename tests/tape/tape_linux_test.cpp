@@ -14,7 +14,6 @@
 #include "dal_tape_dev_win32.h"
 #include "dal_tape_lister_contents.h"
 #include "fnx_vtape.h"
-#include "os_syscalls.h"
 #include "os_tape.h"
 #include "os_tape_drive.h"
 #include "st_driver_sim.h"
@@ -32,22 +31,13 @@ std::uint32_t Write(D& drive, const std::string& data) {
   return drive.write(data.data(), static_cast<std::uint32_t>(data.size()), &done);
 }
 
-std::uint32_t Read(D& drive, std::string* data = nullptr, std::uint32_t length = 512) {
-  std::string buffer(length, '\0');
+std::uint32_t Read(D& drive) {
+  std::string buffer(512, '\0');
   std::uint32_t done = 0;
-  const std::uint32_t error = drive.read(buffer.data(), length, &done);
-  if (data) *data = buffer.substr(0, done);
-  return error;
+  return drive.read(buffer.data(), 512, &done);
 }
 
 std::uint32_t Seek(D& drive, std::uint32_t block) { return drive.set_position(OS_TAPE_LOGICAL_BLOCK, 1, block, 0, false); }
-
-std::uint32_t Position(D& drive) {
-  std::uint32_t partition = 9, low = 0, high = 9;
-  EXPECT_EQ(drive.get_position(OS_TAPE_LOGICAL_POSITION, &partition, &low, &high), OS_TAPE_NO_ERROR);
-  EXPECT_EQ(partition + high, 0u);  // one partition, as a Windows drive numbers it
-  return low;
-}
 
 TAPE_GET_DRIVE_PARAMETERS DriveRecord(D& drive) {
   struct {
@@ -209,32 +199,6 @@ TEST(LinuxTape, DriverConditionsBecomeTheWindowsNumbers) {
   EXPECT_EQ(os_tape_open("\\\\.\\TAPE4095"), os_tape_invalid_handle);
   EXPECT_EQ(os_tape_last_error(), OS_TAPE_FILE_NOT_FOUND);
   EXPECT_EQ(os_tape_error_text(OS_TAPE_FILE_NOT_FOUND), "No such tape drive or virtual tape library.");
-}
-
-TEST(LinuxTape, FixedBlocksAtLogicalPositions) {
-  StDriverSim sim;
-  sim.root = true;
-  std::uint32_t error = 99;
-  std::unique_ptr<D> drive = os_tape_open_system("/dev/nst0", &error);
-  ASSERT_NE(drive, nullptr);
-  const TAPE_SET_MEDIA_PARAMETERS media{1024};
-  ASSERT_EQ(drive->set_parameters(OS_TAPE_GET_MEDIA_INFORMATION, &media), OS_TAPE_NO_ERROR);
-  ASSERT_EQ(Write(*drive, Block('a', 1024) + Block('b', 1024) + Block('c', 1024)), OS_TAPE_NO_ERROR);
-  EXPECT_EQ(Position(*drive), 3u);
-  ASSERT_EQ(Seek(*drive, 1), OS_TAPE_NO_ERROR);
-  std::string data;
-  EXPECT_EQ(Read(*drive, &data, 65536), OS_TAPE_NO_ERROR);  // across the end: the blocks before it
-  EXPECT_EQ(data, Block('b', 1024) + Block('c', 1024));
-  EXPECT_EQ(drive->set_position(OS_TAPE_REWIND, 0, 0, 0, false), OS_TAPE_NO_ERROR);
-  EXPECT_EQ(Position(*drive), 0u);
-  EXPECT_EQ(drive->set_position(OS_TAPE_SPACE_END_OF_DATA, 0, 0, 0, false), OS_TAPE_NO_ERROR);
-  EXPECT_EQ(Position(*drive), 3u);
-  drive.reset();
-  // The model itself: a close straight after a write gets the driver's mark.
-  const int fd = os_sys.open("/dev/nst0", O_RDWR | O_NONBLOCK, 0);
-  ASSERT_EQ(os_sys.write(fd, data.data(), 1024), 1024);
-  os_sys.close(fd);
-  EXPECT_EQ(sim.Filemarks(), 1);
 }
 
 // A backup of three files through the tape device, its listing and the
