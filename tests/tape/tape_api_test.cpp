@@ -5,7 +5,6 @@
 // drive and media reports, line for line.
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <functional>
 #include <string>
 #include <thread>
@@ -208,33 +207,6 @@ TEST(TapeApi, EachCallsSuccessValues) {
   EXPECT_EQ(Outcome([&] { tape.SetTapePosition(4, 0, 0, 0, 0); }), "returns");
   library.Fail("get_position", 1104);
   EXPECT_EQ(Outcome([&] { tape.GetTapePosition(1, &p, &low, &high); }), "GetTapePosition:Err(1104)");
-}
-
-// A drive that reports a change of the medium has not done what it was asked:
-// the call is made again, and a record it never filled reads as zeros.
-TEST(TapeApi, ACallThatMeetsAMediaChangeIsMadeAgain) {
-  Library library;
-  CTapeApi tape(library.device());
-  tape.CheckTapeStatus();
-  std::vector<char> blocks(2 * kBlock, 'p');
-  unsigned long long written = 0;
-  tape.WriteFile(blocks.data(), 2 * kBlock, &written);
-  EXPECT_EQ(written, 2 * kBlock) << "the requested length, widened";
-  FnxVtapeInsert(library.path, "C001");  // a reload: at block 0, 1110 owed
-  tape.SetTapePosition(OS_TAPE_LOGICAL_BLOCK, 0, 1, 0, 0);
-  std::uint32_t partition = 9, low = 9, high = 9;
-  tape.GetTapePosition(OS_TAPE_LOGICAL_POSITION, &partition, &low, &high);
-  EXPECT_EQ(low, 1u) << "the positioning after the reload was carried out";
-  _TAPE_GET_MEDIA_PARAMETERS media;
-  std::memset(&media, 0xA5, sizeof media);
-  library.Fail("get_parameters", OS_TAPE_MEDIA_CHANGED);
-  tape.GetTapeMediaParameters(media);
-  EXPECT_EQ(media.BlockSize, kBlock);
-  library.Fail("get_parameters", OS_TAPE_MEDIA_CHANGED, /*always=*/true);
-  _TAPE_GET_DRIVE_PARAMETERS drive, zeros{};
-  std::memset(&drive, 0xA5, sizeof drive);
-  tape.GetTapeParameters(drive);
-  EXPECT_EQ(std::memcmp(&drive, &zeros, sizeof drive), 0);
 }
 
 TEST(TapeApi, ReadFileRetriesTwiceOnAFreshHandleAfterAMediaChange) {

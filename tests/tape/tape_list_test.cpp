@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
-#include <functional>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -105,20 +104,4 @@ TEST_F(TapeList, TheLabelDumpCountsTheBlocksBetweenLabels) {
         "************* number files on tape=1  ********************\nnum_single_blocks_read=4\n";
     EXPECT_EQ(text.find(summary) != std::string::npos, no_data);
   }
-}
-
-// A drive in variable block mode has no blocks to count: every listing call
-// ends in tape_single_blocksize_error, never in a division by zero.
-TEST_F(TapeList, ABlockSizeOfZeroEndsInTheSingleBlockSizeError) {
-  UseLibrary(0, 16);
-  std::ostringstream out;
-  tape_volume_label volume;
-  tape_file_label_basic label;
-  const std::function<void(CFnx_Dal_TapeDev&)> calls[] = {
-      [&](CFnx_Dal_TapeDev& device) { device.GetVolumeLabel(volume); },
-      [&](CFnx_Dal_TapeDev& device) { device.GetNextEndLabel(label); },
-      [&](CFnx_Dal_TapeDev& device) { device.PrintLabelsList(out); },
-      [&](CFnx_Dal_TapeDev& device) { dal_tape_list_contents(device, out); },
-  };
-  for (const auto& call : calls) EXPECT_THROW(call(*Device()), tape_single_blocksize_error);
 }

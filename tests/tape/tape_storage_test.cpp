@@ -108,29 +108,6 @@ TEST(TapeMedia, WhatTapeCannotDoRaisesTheTapeMediaFailure) {
   EXPECT_EQ(tape->GetFileSize(), 0);
 }
 
-// A handle whose close fails is destroyed with its files all the same: its
-// device no longer holds the drive, and the run goes on.
-TEST(TapeStorage, AHandleWhoseCloseFailsLetsTheDriveGo) {
-  TempDir dir;
-  CFnx_Dal_ConfigurationTape config;
-  const std::string library = MakeLibrary(dir, 1, 512, 1 << 20, config);
-  CFnx_Dal_Storage::BackupStart(&config);
-  {
-    CFnx_Dal_Storage handle;
-    handle.OpenForWriting("tape", &config);
-    std::uint32_t written = 0;
-    ASSERT_TRUE(handle.Write("abc", 3, written, -1));
-    FnxVtapeFault fault;
-    fault.error = 1117;
-    fault.call = "write";
-    fault.always = true;
-    FnxVtapeScriptFault(library, fault);
-    EXPECT_THROW(handle.Close(true), FNXError);
-  }
-  FnxVtapeClearFaults(library);
-  EXPECT_NO_THROW(CFnx_Dal_Storage::BackupEnd(&config));
-}
-
 // The run of the storage handle over several volumes: the operator inserts a
 // blank cartridge for each new volume, every document whose write came back
 // short is written anew, and another process restores every location
