@@ -11,13 +11,11 @@
 #include <string>
 #include <vector>
 
-#include "dal_tape_dev_win32.h"
 #include "dal_tape_lister_contents.h"
-#include "fnx_vtape.h"
 #include "os_tape.h"
 #include "os_tape_drive.h"
 #include "st_driver_sim.h"
-#include "temp_dir.h"
+#include "tape_dev_fixture.h"
 
 namespace {
 
@@ -201,74 +199,41 @@ TEST(LinuxTape, DriverConditionsBecomeTheWindowsNumbers) {
   EXPECT_EQ(os_tape_error_text(OS_TAPE_FILE_NOT_FOUND), "No such tape drive or virtual tape library.");
 }
 
-// A backup of three files through the tape device, its listing and the
-// restore of each: the start and end blocks of each location, the block
-// columns of the listing's lines of files, the files restored.
-std::vector<std::string> BackupListRestore(const std::string& device, const std::vector<std::string>& files) {
-  CFnx_Dal_ConfigValues values;
-  values.m_type = 7;
-  values.m_name = "linux-" + device;  // an operator key of its own
-  values.m_dasName = "DAS_TEST";
-  values.m_volumeName = "VOL_A";
-  values.m_deviceName = device;
-  values.m_forceLabel = true;
-  CFnx_Dal_ConfigurationTape config;
-  config.SetValues(values);
-  CFnx_Dal_TapeDevWin32(config).BackupStart();
-  config.GetValues(values);
-  values.m_forceLabel = false;
-  config.SetValues(values);
-  std::vector<std::string> seen, locations;
-  for (std::string content : files) {
-    CFnx_Dal_TapeDevWin32 writer(config);
-    writer.FileWriteStart();
-    std::uint32_t written = 0;
-    EXPECT_TRUE(writer.FileWrite(content.data(), static_cast<std::uint32_t>(content.size()), written));
-    CFnx_Dal_Tape_Location location;
-    writer.FileWriteEnd(location);
-    location.put_to_string(locations.emplace_back());
-    seen.push_back(locations.back().substr(254, 40));
-  }
-  std::ostringstream listing;
-  {
-    CFnx_Dal_TapeDevWin32 lister(config);
-    dal_tape_list_contents(lister, listing);
-  }
-  std::istringstream lines(listing.str());
-  for (std::string line; std::getline(lines, line);) {
-    if (line.size() == 84) seen.push_back(line.substr(42, 20));
-  }
-  for (const std::string& text : locations) {
-    CFnx_Dal_Tape_Location location;
-    location.get_from_string(text);
-    CFnx_Dal_TapeDevWin32 reader(config);
-    reader.ReadStart(location);
-    std::string& restored = seen.emplace_back();
-    std::string piece(65536, '\0');
-    for (std::uint32_t read = 65536; read == 65536; restored.append(piece.data(), read)) {
-      reader.ReadRead(piece.data(), 65536, read);
-    }
-    reader.ReadEnd();
-  }
-  return seen;
-}
+// A backup of three files on each drive, its listing and the restore of
+// each: the start and end blocks of each location, the block columns of the
+// listing's lines of files, the files restored.
+using LinuxBackup = TapeDevTest;
 
-TEST(LinuxTape, ABackupOfThreeFilesListsAndRestoresWithTheVirtualDrivesBlockNumbers) {
+TEST_F(LinuxBackup, ThreeFilesListAndRestoreWithTheVirtualDrivesBlockNumbers) {
   std::vector<std::string> files = {std::string(700, 'a'), std::string(2 * 65528 + 3, 'b'), "c"};
   for (std::size_t i = 0; i < files[1].size(); ++i) files[1][i] = static_cast<char>(i * 7 + i / 251);
-  TempDir dir;
-  FnxVtapeLibraryShape shape;
-  shape.blockSize = 512;
-  shape.capacityBytes = 16u << 20;
-  FnxVtapeCreateLibrary(dir.Join("library"), shape);
-  FnxVtapeInsert(dir.Join("library"), "C001");
-  const std::vector<std::string> on_virtual = BackupListRestore("vtape:" + dir.Join("library"), files);
+  const auto run = [&] {
+    StartRunOnNewVolume();
+    std::vector<std::string> seen, locations;
+    for (const std::string& content : files) {
+      locations.push_back(WriteFile(content));
+      seen.push_back(locations.back().substr(254, 40));
+    }
+    std::ostringstream listing;
+    dal_tape_list_contents(*Device(), listing);
+    std::istringstream lines(listing.str());
+    for (std::string line; std::getline(lines, line);) {
+      if (line.size() == 84) seen.push_back(line.substr(42, 20));
+    }
+    for (const std::string& location : locations) seen.push_back(RestoreFile(location, 65536));
+    return seen;
+  };
+  const std::vector<std::string> on_virtual = run();
   ASSERT_EQ(on_virtual.size(), 9u);
   EXPECT_EQ(std::vector<std::string>(on_virtual.begin() + 6, on_virtual.end()), files);
   StDriverSim sim;
   sim.root = true;
   sim.block_size = 512;
-  EXPECT_EQ(BackupListRestore("\\\\.\\TAPE0", files), on_virtual);
+  CFnx_Dal_ConfigValues values = Values();
+  values.m_deviceName = "\\\\.\\TAPE0";
+  values.m_volumeInfo.clear();  // a volume of its own, not the next of the same run
+  SetValues(values);
+  EXPECT_EQ(run(), on_virtual);
   EXPECT_EQ(sim.Filemarks(), 0);
 }
 
