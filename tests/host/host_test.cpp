@@ -68,7 +68,8 @@ TEST_F(HostProcess, WritesReadsAndDeletesADocumentWhileTheHostsSinkListens) {
   EXPECT_EQ(versions.Entries()[0].first, "dal_storage");
 }
 
-// Also as the standard base: a host may catch nothing else.
+// Also as the standard base: a host may catch nothing else. The error's
+// code, class and wording are the disk refusal suite's.
 TEST_F(HostProcess, FailuresInsideTheLibraryAreCaughtByTheHostAsFNXError) {
   CFnx_Dal_Storage missing("disk@" + (root / "absent").string() + ",0,10#");
   try {
@@ -76,9 +77,6 @@ TEST_F(HostProcess, FailuresInsideTheLibraryAreCaughtByTheHostAsFNXError) {
     ADD_FAILURE() << "opening a missing file returned";
   } catch (const FNXError& error) {
     EXPECT_EQ(error.Text().rfind("QRSDAL0504E", 0), 0u) << error.Text();
-    EXPECT_EQ(error.Code(), 1284);
-    EXPECT_EQ(error.Class(), 8);
-    EXPECT_NE(error.Text().find("absent"), std::string::npos) << error.Text();
   }
   EXPECT_THROW(Create_Dal_Configuration("no such media", CFnx_Dal_ConfigValues()), std::exception);
 }

@@ -17,8 +17,6 @@ struct Command {
 };
 
 const Command kCommands[] = {
-    {"hold-lock", 2, 3, HoldLock},
-    {"try-lock", 1, 1, TryLock},
     {"random", 2, 2, WriteRandomNumbers},
     {"write", 5, 5, WriteDocuments},
     {"delete", 5, 1000, DeleteDocuments},

@@ -10,12 +10,7 @@
 using ChildArgs = std::vector<std::string>;
 
 // tests/platform/platform_commands.cpp
-//   hold-lock <file> <ready> [<release>]: lock the whole file, make <ready>,
-//       hold until <release> exists
-//   try-lock <file>: 0 when the whole-file lock is granted, else 1
 //   random <count> <out>: <count> RandomNumber texts into <out>, one a line
-int HoldLock(const ChildArgs& args);
-int TryLock(const ChildArgs& args);
 int WriteRandomNumbers(const ChildArgs& args);
 
 // tests/disk/disk_commands.cpp

@@ -81,7 +81,6 @@ void vtape_cartridge::open(const std::string& path, const std::string& name, std
     m_file_position = size;
     m_end = m_block_size ? static_cast<std::uint64_t>(size - kHeaderSize) / m_block_size : 0;
     if (m_end > m_capacity) throw Damaged(path, "holds more blocks than its capacity");
-    m_name = name;
   } catch (...) {
     close();
     throw;

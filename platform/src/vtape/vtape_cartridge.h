@@ -32,7 +32,6 @@ class vtape_cartridge {
   void close();
   bool is_open() const { return m_file.is_open(); }
 
-  const std::string& name() const { return m_name; }
   std::uint32_t block_size() const { return m_block_size; }
   std::uint64_t capacity_blocks() const { return m_capacity; }
   std::uint64_t warning_blocks() const { return m_warning; }
@@ -54,7 +53,6 @@ class vtape_cartridge {
 
   Osl_File m_file;
   std::string m_path;
-  std::string m_name;
   std::uint32_t m_block_size = 0;
   std::uint64_t m_capacity = 0;
   std::uint64_t m_warning = 0;
