@@ -15,7 +15,6 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
-#include <filesystem>
 #include <functional>
 #include <memory>
 #include <stdexcept>
@@ -24,12 +23,11 @@
 
 #include "dal_configuration.h"
 #include "dal_storage.h"
-#include "fnx_error.h"
 #include "os_file.h"
 #include "os_path.h"
-#include "os_text.h"
 #include "osl_directory.h"
 #include "peak_memory.h"
+#include "scratch_run.h"
 
 namespace {
 
@@ -249,18 +247,8 @@ int main(int argc, char** argv) {
       return 1;
     }
   }
-  const std::string base = settings.dir.empty() ? std::filesystem::temp_directory_path().string() : settings.dir;
-  settings.dir = os_path(base, "disk_bench_" + RandomNumber());
-  DalParsePathSeparators(settings.dir);
-  int result = 2;
-  try {
-    result = Run(settings);
-  } catch (const FNXError& error) {
-    std::fprintf(stderr, "disk_bench: %s\n", error.Text().c_str());
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "disk_bench: %s\n", error.what());
-  }
-  std::error_code ignored;
-  std::filesystem::remove_all(settings.dir, ignored);
-  return result;
+  return RunInScratchDirectory("disk_bench", settings.dir, [&](const std::string& dir) {
+    settings.dir = dir;
+    return Run(settings);
+  });
 }

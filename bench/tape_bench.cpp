@@ -32,10 +32,9 @@
 #include "dal_configuration_tape.h"
 #include "dal_operator.h"
 #include "dal_storage.h"
-#include "fnx_error.h"
 #include "fnx_vtape.h"
-#include "os_text.h"
 #include "peak_memory.h"
+#include "scratch_run.h"
 
 namespace {
 
@@ -320,18 +319,9 @@ int main(int argc, char** argv) {
       return 1;
     }
   }
-  const fs::path base = settings.dir.empty() ? fs::temp_directory_path() : settings.dir;
-  settings.dir = base / ("tape_bench_" + RandomNumber());
-  int result = 2;
-  try {
+  return RunInScratchDirectory("tape_bench", settings.dir.string(), [&](const std::string& dir) {
+    settings.dir = dir;
     NoOperator console;
-    result = Run(settings);
-  } catch (const FNXError& error) {
-    std::fprintf(stderr, "tape_bench: %s\n", error.Text().c_str());
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "tape_bench: %s\n", error.what());
-  }
-  std::error_code ignored;
-  fs::remove_all(settings.dir, ignored);
-  return result;
+    return Run(settings);
+  });
 }

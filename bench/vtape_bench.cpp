@@ -26,10 +26,9 @@
 
 #include "cpu_time.h"
 #include "dal_tape_api.h"
-#include "fnx_error.h"
 #include "fnx_vtape.h"
 #include "os_path.h"
-#include "os_text.h"
+#include "scratch_run.h"
 
 namespace {
 
@@ -221,18 +220,5 @@ int main(int argc, char** argv) {
       return 1;
     }
   }
-  if (base.empty()) base = std::filesystem::temp_directory_path().string();
-  std::string dir = os_path(base, "vtape_bench_" + RandomNumber());
-  DalParsePathSeparators(dir);
-  int result = 2;
-  try {
-    result = Run(dir, settings);
-  } catch (const FNXError& error) {
-    std::fprintf(stderr, "vtape_bench: %s\n", error.Text().c_str());
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "vtape_bench: %s\n", error.what());
-  }
-  std::error_code ignored;
-  std::filesystem::remove_all(dir, ignored);
-  return result;
+  return RunInScratchDirectory("vtape_bench", base, [&](const std::string& dir) { return Run(dir, settings); });
 }
