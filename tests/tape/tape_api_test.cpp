@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <set>
 #include <string>
 #include <thread>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "dal_tape_api.h"
@@ -86,76 +88,22 @@ struct TapeDev : DeviceConfig, CFnx_Dal_TapeDevWin32 {
   using CFnx_Dal_TapeDevWin32::WriteBlocks;
 };
 
-// The drive interface's feature tables in their order, low then high.
-constexpr struct {
-  std::uint32_t mask;  // the high word's with its marker bit
-  const char* text;
-} kFeatureRows[] = {
-    {0x00020000, "The device supports hardware data compression."},
-    {0x02000000, " The device can report if cleaning is required. "},
-    {0x00010000, "The device supports hardware error correction. "},
-    {0x01000000, "The device physically ejects the tape on a software eject."},
-    {0x00000040, " The device performs the erase operation from the beginning-of-partition marker only."},
-    {0x00000020, "The device performs a long erase operation."},
-    {0x00000080, "The device performs an immediate erase operation  that is, it returns when the erase operation begins."},
-    {0x00000010, "The device performs a short erase operation."},
-    {0x00000001, "The device creates fixed data partitions. "},
-    {0x00000400, "The device supports fixed-length block mode. "},
-    {0x00000004, "The device creates initiator-defined partitions. "},
-    {0x00040000, "The device supports data padding."},
-    {0x00100000, "The device provides the current device-specific block address."},
-    {0x00200000, "The device provides the current logical block address (and logical tape partition)."},
-    {0x00080000, "The device supports setmark reporting."},
-    {0x00000002, "The device creates select data partitions."},
-    {0x00400000, "The device supports setting the end-of-medium warning size."},
-    {0x04000000, "The device must be at the beginning of a partition before it can set compression on."},
-    {0x00000100, "The device returns the maximum capacity of the tape."},
-    {0x00000200, "The device returns the remaining capacity of the tape."},
-    {0x00000800, "The device supports variable-length block mode."},
-    {0x00001000, "The device returns an error if the tape is write-enabled or write-protected."},
-    {0x80002000, " The device moves the tape to a device-specific block address and returns as soon as the move begins. "},
-    {0x80001000, "The device moves the tape to a device specific block address. "},
-    {0x80010000, "The device moves the tape to the end-of-data marker in a partition."},
-    {0x80040000, "The device moves the tape forward (or backward) a specified number of filemarks. "},
-    {0x80000001, "The device enables and disables the device for further operations. "},
-    {0x80000020, " The device supports immediate load and unload operations. "},
-    {0x80000004, "The device enables and disables the tape ejection mechanism. "},
-    {0x80000080, " The device supports immediate lock and unlock operations. "},
-    {0x80008000, "The device moves the tape to a logical block address in a partition and returns as soon as the move begins. "},
-    {0x80004000, "The device moves the tape to a logical block address in a partition. "},
-    {0x80020000, " The device moves the tape forward (or backward) a specified number of blocks. "},
-    {0x80400000, " The device moves the tape backward over blocks, filemarks, or setmarks. "},
-    {0x80000008, " The device supports immediate rewind operation. "},
-    {0x80080000, " The device moves the tape forward (or backward) to the first occurrence of a specified number of consecutive filemarks. "},
-    {0x80200000, " The device moves the tape forward (or backward) to the first occurrence of a specified number of consecutive setmarks. "},
-    {0x80000010, " The device supports setting the size of a fixed-length logical block or setting the variable-length block mode. "},
-    {0x80000200, " The device enables and disables hardware data compression. "},
-    {0x80000100, " The device enables and disables hardware error correction. "},
-    {0x80000400, " The device enables and disables data padding. "},
-    {0x80000800, " The device enables and disables the reporting of setmarks. "},
-    {0x80100000, " The device moves the tape forward (or reverse) a specified number of setmarks. "},
-    {0x80800000, " The device supports immediate spacing. "},
-    {0x80000002, " The device supports tape tensioning. "},
-    {0x80000040, " The device supports immediate tape tensioning. "},
-    {0x82000000, " The device writes filemarks. "},
-    {0x88000000, " The device writes long filemarks."},
-    {0x90000000, " The device supports immediate writing of short and long filemarks. "},
-    {0x81000000, " The device writes setmarks. "},
-    {0x84000000, " The device writes short filemarks "},
-};
-
-// The report of a record with no values and the given feature words.
-std::string DriveReport(std::uint32_t low, std::uint32_t high) {
-  std::string report =
-      "Support Hardware Correction (ECC):false\nSupport Hardware Compression:false\nSupport DataPadding:false\n"
-      "Support Report Setmarks Enabled:false\nDefault Block Size:0\nMaximum Block Size:0\nMinimum Block Size:0\n"
-      "Maximum Partition Count:0\nBytes between EOT warning and real EOT:0\nFeatures Low:\n";
-  for (const auto& row : kFeatureRows) {
-    if (&row == &kFeatureRows[22]) report += "Features High:\n";
-    const bool present = ((row.mask >> 31 ? high : low) & row.mask) != 0;
-    report += std::string("\t") + (present ? "+" : "-") + " :" + row.text + "\n";
+// The "+" or "-" of each feature line of a drive report, the low word's and
+// the high word's, each line checked for its form on the way.
+std::pair<std::string, std::string> FeatureSigns(const std::string& report) {
+  std::pair<std::string, std::string> signs;
+  std::string* word = nullptr;
+  std::size_t start = 0;
+  for (std::size_t end = report.find('\n'); end != std::string::npos; start = end + 1, end = report.find('\n', start)) {
+    const std::string line = report.substr(start, end - start);
+    if (line == "Features Low:" || line == "Features High:") {
+      word = line == "Features Low:" ? &signs.first : &signs.second;
+    } else if (word) {
+      EXPECT_TRUE(line.size() > 4 && line[0] == '\t' && line.substr(2, 2) == " :") << line;
+      *word += line[1];
+    }
   }
-  return report;
+  return signs;
 }
 
 }  // namespace
@@ -350,17 +298,34 @@ TEST(TapeDevWin32, BlockTransfersWaitForAFixedBlockSizeAndADriveIsOpenedWhenNeed
 TEST(TapeApiReport, DriveAndMediaRecordsLineForLine) {
   CTapeApi api("never opened");
   _TAPE_GET_DRIVE_PARAMETERS drive{};
-  // The high word's marker bit shows every high feature; each row by its own bit alone.
-  drive.FeaturesHigh = 0x80000000;
-  EXPECT_EQ(api.GetTapeParametersString(drive), DriveReport(0, 0x80000000));
-  for (const auto& row : kFeatureRows) {
-    drive.FeaturesLow = row.mask >> 31 ? 0 : row.mask;
-    drive.FeaturesHigh = row.mask >> 31 ? row.mask & 0x7FFFFFFFu : 0;
-    EXPECT_EQ(api.GetTapeParametersString(drive), DriveReport(drive.FeaturesLow, drive.FeaturesHigh)) << row.text;
+  const auto signs = [&](std::uint32_t low, std::uint32_t high) {
+    drive.FeaturesLow = low;
+    drive.FeaturesHigh = high;
+    return FeatureSigns(api.GetTapeParametersString(drive));
+  };
+  const std::string report = api.GetTapeParametersString(drive);
+  EXPECT_NE(report.find("\n\t- :The device supports hardware data compression.\n"), std::string::npos);
+  EXPECT_NE(report.find("\n\t- : The device writes short filemarks \n"), std::string::npos) << "blanks kept";
+  EXPECT_EQ(signs(0, 0), std::make_pair(std::string(22, '-'), std::string(29, '-')));
+  // The high word's marker bit shows every high feature; any other bit alone
+  // shows one feature, each its own.
+  EXPECT_EQ(signs(0, 0x80000000).second, std::string(29, '+'));
+  for (const bool high : {false, true}) {
+    std::set<std::size_t> shown;
+    for (int bit = 0; bit < (high ? 31 : 32); ++bit) {
+      const auto both = high ? signs(0, 1u << bit) : signs(1u << bit, 0);
+      const std::string& word = high ? both.second : both.first;
+      const std::string& other = high ? both.first : both.second;
+      EXPECT_EQ(other.find('+'), std::string::npos) << bit;
+      if (word.find('+') == std::string::npos) continue;
+      EXPECT_EQ(word.find('+'), word.rfind('+')) << "bit " << bit << " shows two features";
+      EXPECT_TRUE(shown.insert(word.find('+')).second) << "bit " << bit << " shows another bit's feature";
+    }
+    EXPECT_EQ(shown.size(), high ? 29u : 22u) << "a feature no bit shows";
   }
   drive = {1, 1, 1, 1, 4294967295u, 65536, 512, 1, 0, 0, 1048576};
-  const std::string report = api.GetTapeParametersString(drive);
-  EXPECT_EQ(report.substr(0, report.find("Features Low:")),
+  const std::string values = api.GetTapeParametersString(drive);
+  EXPECT_EQ(values.substr(0, values.find("Features Low:")),
             "Support Hardware Correction (ECC):true\nSupport Hardware Compression:true\nSupport DataPadding:true\n"
             "Support Report Setmarks Enabled:true\nDefault Block Size:4294967295\nMaximum Block Size:65536\n"
             "Minimum Block Size:512\nMaximum Partition Count:1\nBytes between EOT warning and real EOT:1048576\n");
