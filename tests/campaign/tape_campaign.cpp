@@ -172,11 +172,7 @@ class FaultScript {
 // the first in the drive.
 std::string MakeLibrary(const TempDir& dir, unsigned cartridges, std::uint32_t blockSize) {
   const std::string library = dir.Join("library");
-  FnxVtapeLibraryShape shape;
-  shape.cartridges = cartridges;
-  shape.blockSize = blockSize;
-  shape.capacityBytes = 2 << 20;
-  FnxVtapeCreateLibrary(library, shape);
+  FnxVtapeCreateLibrary(library, {.cartridges = cartridges, .blockSize = blockSize, .capacityBytes = 2 << 20});
   FnxVtapeInsert(library, FnxVtapeGetStatus(library).cartridges.front().name);
   return library;
 }

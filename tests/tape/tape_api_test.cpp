@@ -24,22 +24,13 @@ constexpr std::uint32_t kBlock = 512;
 // A library of two cartridges, C001 in the drive.
 struct Library {
   explicit Library(std::uint32_t block_size = kBlock) {
-    FnxVtapeLibraryShape shape;
-    shape.cartridges = 2;
-    shape.blockSize = block_size;
-    shape.capacityBytes = 1024 * 1024;
-    FnxVtapeCreateLibrary(path, shape);
+    FnxVtapeCreateLibrary(path, {.cartridges = 2, .blockSize = block_size, .capacityBytes = 1024 * 1024});
     FnxVtapeInsert(path, "C001");
   }
   std::string device() const { return "vtape:" + path; }
   // The at-th call of the seam's call from now fails with error, or every one.
   void Fail(const std::string& call, std::uint32_t error, bool always = false, std::uint64_t at = 1) const {
-    FnxVtapeFault fault;
-    fault.call = call;
-    fault.at = at;
-    fault.error = error;
-    fault.always = always;
-    FnxVtapeScriptFault(path, fault);
+    FnxVtapeScriptFault(path, {.call = call, .at = at, .error = error, .always = always});
   }
   TempDir dir;
   std::string path = dir.Join("library");

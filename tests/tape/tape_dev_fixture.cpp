@@ -20,12 +20,11 @@ TapeDevTest::TapeDevTest() {
 void TapeDevTest::UseLibrary(std::uint32_t block_size, std::uint64_t end_of_medium, int cartridges) {
   m_library = m_dir.Join("library" + std::to_string(++m_libraries));
   m_block_size = block_size;
-  FnxVtapeLibraryShape shape;
-  shape.cartridges = static_cast<unsigned>(cartridges);
-  shape.blockSize = block_size;
-  shape.warningBytes = 8 * std::max(block_size, 512u);
-  shape.capacityBytes = end_of_medium * std::max(block_size, 512u) + shape.warningBytes;
-  FnxVtapeCreateLibrary(m_library, shape);
+  const std::uint64_t unit = std::max(block_size, 512u);
+  FnxVtapeCreateLibrary(m_library, {.cartridges = static_cast<unsigned>(cartridges),
+                                    .blockSize = block_size,
+                                    .capacityBytes = (end_of_medium + 8) * unit,
+                                    .warningBytes = 8 * unit});
   FnxVtapeInsert(m_library, "C001");
   CFnx_Dal_ConfigValues values = Values();
   values.m_deviceName = "vtape:" + m_library;
@@ -122,12 +121,7 @@ std::string TapeDevTest::RestoreFile(const std::string& location_text, std::size
 }
 
 void TapeDevTest::Fail(const std::string& call, std::uint32_t error, std::uint64_t at, bool always) {
-  FnxVtapeFault fault;
-  fault.call = call;
-  fault.error = error;
-  fault.at = at;
-  fault.always = always;
-  FnxVtapeScriptFault(m_library, fault);
+  FnxVtapeScriptFault(m_library, {.call = call, .at = at, .error = error, .always = always});
 }
 
 std::vector<std::string> TapeDevTest::Blocks(const std::string& cartridge) {

@@ -23,13 +23,9 @@ namespace {
 std::string MakeLibrary(TempDir& dir, unsigned cartridges, std::uint32_t block_size, std::uint64_t capacity,
                         CFnx_Dal_ConfigurationTape& config) {
   const std::string library = dir.Join("library");
-  FnxVtapeLibraryShape shape;
-  shape.cartridges = cartridges;
-  shape.blockSize = block_size;
-  shape.capacityBytes = capacity;
   // The default early warning, one block here, often leaves no room for an
   // end label: such a document goes anew, and must reach the next volume.
-  FnxVtapeCreateLibrary(library, shape);
+  FnxVtapeCreateLibrary(library, {.cartridges = cartridges, .blockSize = block_size, .capacityBytes = capacity});
   FnxVtapeInsert(library, "C001");
   CFnx_Dal_ConfigValues values;
   values.m_type = 7;
