@@ -14,8 +14,8 @@ struct Model {
   std::vector<FnxVtapeFault> faults;  // their counts of calls to come
 
   std::uint64_t Blocks() const { return tape[in].size() / 512; }
-  // What a call starts with: a scripted fault's number, 1112, the owed 1110 or 0.
-  std::uint32_t Start(const std::string& call, bool consume = true) {
+  // The number of the scripted fault that a call of this kind meets, or 0.
+  std::uint32_t Fault(const std::string& call) {
     auto firing = faults.end();
     for (auto it = faults.begin(); it != faults.end(); ++it) {
       if (it->call != call) continue;
@@ -24,6 +24,11 @@ struct Model {
     }
     const std::uint32_t error = firing == faults.end() ? 0 : firing->error;
     if (error && !firing->always) faults.erase(firing);
+    return error;
+  }
+  // What a call starts with: a scripted fault's number, 1112, the owed 1110 or 0.
+  std::uint32_t Start(const std::string& call, bool consume = true) {
+    const std::uint32_t error = Fault(call);
     if (error || in < 0 || !loaded) return error ? error : OS_TAPE_NO_MEDIA_IN_DRIVE;
     const bool pay = consume && owed;
     owed = owed && !pay;
@@ -72,8 +77,15 @@ TEST_F(VtapeTest, RandomCallsMatchAModelOfTheDriveAndItsCartridges) {
       ASSERT_EQ(os_tape_set_position(tape, method, 0, target, 0, false), expected);
     } else if (what == 11) {
       ASSERT_EQ(os_tape_get_status(tape), model.Start("get_status"));
-    } else if (what == 12) {
+    } else if (what == 12) {  // a close and an open, which a scripted fault may refuse
       os_tape_close(tape);
+      if (const std::uint32_t refused = model.Fault("open")) {
+        ASSERT_EQ(os_tape_open("vtape:" + dir), os_tape_invalid_handle);
+        ASSERT_EQ(os_tape_last_error(), refused);
+        FnxVtapeClearFaults(dir);
+        model.faults.clear();
+        model.zone = 16;
+      }
       tape = Open();
       model.warned = false;
     } else if (what == 13) {  // a cartridge in; or out: ejected, or taken out by a fault
@@ -105,8 +117,8 @@ TEST_F(VtapeTest, RandomCallsMatchAModelOfTheDriveAndItsCartridges) {
       model.faults.clear();
       model.zone = 16;
     } else {  // a scripted fault: a call fails, the early warning comes sooner, or a media change
-      const char* const calls[] = {"read", "write", "get_status", "set_position"};
-      FnxVtapeFault fault{FnxVtapeFaultKind::FailCall, target, calls[pick(4)], count % 3 + 1, 23 + c, pick(6) == 0};
+      const char* const calls[] = {"read", "write", "get_status", "set_position", "open"};
+      FnxVtapeFault fault{FnxVtapeFaultKind::FailCall, target, calls[pick(5)], count % 3 + 1, 23 + c, pick(6) == 0};
       if (target % 4 < 2) fault.kind = FnxVtapeFaultKind::EndOfMedium;
       if (target % 4 == 1 && model.in >= 0) fault.kind = FnxVtapeFaultKind::MediaChange;
       FnxVtapeScriptFault(dir, fault);
