@@ -71,10 +71,12 @@ TEST_F(VtapeTest, RandomCallsMatchAModelOfTheDriveAndItsCartridges) {
       const std::uint32_t methods[] = {OS_TAPE_REWIND, 1, OS_TAPE_LOGICAL_BLOCK, OS_TAPE_SPACE_END_OF_DATA};
       const std::uint32_t method = methods[c + 2 * pick(2)];
       const bool to_block = method == 1 || method == OS_TAPE_LOGICAL_BLOCK;
+      const std::uint32_t partition = count % 3;  // 0 (the current one) and 1 name the one partition
+      if (!expected && to_block && partition > 1) expected = OS_TAPE_INVALID_PARAMETER;
       if (!expected) model.position = method == OS_TAPE_REWIND ? 0 : std::min<std::uint64_t>(target, model.Blocks());
       if (!expected && method == OS_TAPE_SPACE_END_OF_DATA) model.position = model.Blocks();
       if (!expected && to_block && target >= model.Blocks()) expected = OS_TAPE_NO_DATA_DETECTED;
-      ASSERT_EQ(os_tape_set_position(tape, method, 0, target, 0, false), expected);
+      ASSERT_EQ(os_tape_set_position(tape, method, partition, target, 0, false), expected);
     } else if (what == 11) {
       ASSERT_EQ(os_tape_get_status(tape), model.Start("get_status"));
     } else if (what == 12) {  // a close and an open, which a scripted fault may refuse
