@@ -198,7 +198,7 @@ void TapeDevModel::CheckVolume(const std::string& cartridge, const std::vector<c
   FnxVtapeRegisterName("\\\\.\\TAPE9", m_library);
   std::ostringstream out;
   std::streambuf* const standard = std::cout.rdbuf(out.rdbuf());
-  dal_tape_lister("9");
+  EXPECT_EQ(dal_tape_lister("9"), 0);
   std::cout.rdbuf(standard);
   std::vector<std::string> lines;
   std::istringstream in(out.str());
