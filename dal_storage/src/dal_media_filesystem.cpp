@@ -203,6 +203,15 @@ void DAFileSystem::AbandonOpen() noexcept {
   }
 }
 
+void DAFileSystem::GiveBackCount(const std::string& directory) noexcept {
+  try {
+    if (!CFnx_Dal_ConfigurationFileSystem::UpdateDirFile(directory, 2, 0)) Osl_Directory::remove(directory);
+  } catch (...) {
+    // The count stays one high, which the disk check reports; the failure
+    // the caller must see is the open's.
+  }
+}
+
 std::string DAFileSystem::DirectoryOf(const std::string& path) {
   const os_path parsed(path);
   if (parsed.has_unc()) return parsed.unc() + parsed.directory();
@@ -259,7 +268,9 @@ void DAFileSystem::OpenForWriting(CFnx_Dal_Configuration* config, const std::str
         Open();
         break;
       } catch (const os_file_toolkit_error& error) {
-        // Another writer made the same name just now: count and name anew.
+        // The count taken for this name goes back: the file is none, or
+        // another writer's, counted by that writer. Then name anew.
+        GiveBackCount(directory);
         if (Osl_File_System::exists(m_location)) continue;
         DAL_THROW("QRSDAL0200E", "DAFileSystem:OpenForWriting: ", "", error.native());
       }

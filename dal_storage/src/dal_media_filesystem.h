@@ -76,6 +76,8 @@ class DAFileSystem : public DAMedia {
   void LockDocument(const char* context, bool withErrorCode);
   // Drops the locks and closes the file after a failed open; never throws.
   void AbandonOpen() noexcept;
+  // Takes back the count of a new name whose file was not made; never throws.
+  static void GiveBackCount(const std::string& directory) noexcept;
   // The directory of the stored location.
   std::string LocationDirectory() const { return DirectoryOf(m_location); }
 

@@ -182,6 +182,9 @@ TEST(DiskFaults, EachEndsAsTheTableSaysAndLeavesTheRootConsistent) {
   };
   const Fault takeNothing = [](const std::string&) { return std::make_shared<WritesTakeNothing>(); };
   const Fault smallFiles = [](const std::string&) { return std::make_shared<FileSizeLimit>(1000); };
+  const Fault noNewFile = [](const std::string& root) {
+    return std::make_shared<RefuseCreatesIn>(os_path(root, os_date::today().to_string("%m_%d_%Y") + "_1").str());
+  };
   struct Row {
     Fault fault;
     bool atOpen;
@@ -196,6 +199,7 @@ TEST(DiskFaults, EachEndsAsTheTableSaysAndLeavesTheRootConsistent) {
       {takeNothing, true, "QRSDAL0808E", 1281, 99, 0},  // the count file takes nothing
       {takeNothing, false, "QRSDAL0808E", 1281, 0, 1},
       {smallFiles, false, "QRSDAL0637E", 1281, 2000, 2},  // what reached the files stays reported
+      {noNewFile, true, "QRSDAL0200E", 1287, 99, 0},  // the document's file cannot be made
   };
   for (const Row& row : rows) {
     TempDir dir;
