@@ -74,6 +74,7 @@ struct DeviceConfig {
 struct TapeDev : DeviceConfig, CFnx_Dal_TapeDevWin32 {
   explicit TapeDev(const std::string& device) : DeviceConfig(device), CFnx_Dal_TapeDevWin32(config) {}
   using CFnx_Dal_TapeDevWin32::GetHandle;
+  using CFnx_Dal_TapeDevWin32::PrepareNewTape;
   using CFnx_Dal_TapeDevWin32::ReadBlocks;
   using CFnx_Dal_TapeDevWin32::Verify_Tape_In_Drive;
   using CFnx_Dal_TapeDevWin32::WriteBlocks;
@@ -214,7 +215,7 @@ TEST(TapeApi, OpensOnDemandExclusivelyAndAgainAfterAFailure) {
 }
 
 TEST(TapeDevWin32, TranslatesTheDrivesNumbers) {
-  enum Operation { kRead, kWrite, kInDrive, kNotProtected, kPosition };
+  enum Operation { kRead, kWrite, kInDrive, kNotProtected, kPosition, kPrepare };
   using Setup = std::function<void(const Library&, TapeDev&)>;
   const auto fail = [](const char* call, std::uint32_t error) -> Setup {
     return [=](const Library& library, TapeDev&) { library.Fail(call, error); };
@@ -242,6 +243,7 @@ TEST(TapeDevWin32, TranslatesTheDrivesNumbers) {
       {protect, kNotProtected, "false"},
       {fail("get_parameters", 1117), kNotProtected, "GetTapeMediaParameters:Err(1117)"},
       {fail("get_position", 1104), kPosition, "GetTapePosition:Err(1104)"},
+      {fail("set_parameters", 1117), kPrepare, "SetTapeMediaParameters:Err(1117)"},  // a drive that sets sizes
   };
   for (const auto& row : rows) {
     Library library;
@@ -259,7 +261,8 @@ TEST(TapeDevWin32, TranslatesTheDrivesNumbers) {
     CFnx_Dal_Tape_Position position;
     const std::function<void()> operations[] = {
         [&] { device.ReadBlocks(block.data(), 1); }, [&] { device.WriteBlocks(block.data(), 1, written); },
-        [&] { device.Verify_Tape_In_Drive(); }, nullptr, [&] { device.GetCurrentPosition(position); }};
+        [&] { device.Verify_Tape_In_Drive(); }, nullptr, [&] { device.GetCurrentPosition(position); },
+        [&] { device.PrepareNewTape(); }};
     const std::string outcome = row.operation == kNotProtected
                                     ? Outcome([&] { return device.Verify_Tape_Not_WriteProtected(); })
                                     : Outcome(operations[row.operation]);
