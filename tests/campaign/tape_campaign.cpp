@@ -177,19 +177,6 @@ std::string MakeLibrary(const TempDir& dir, unsigned cartridges, std::uint32_t b
   return library;
 }
 
-CFnx_Dal_ConfigurationTape& Configure(CFnx_Dal_ConfigurationTape& config, const std::string& library,
-                                      const std::string& run) {
-  CFnx_Dal_ConfigValues values;
-  values.m_type = 7;
-  values.m_name = run;
-  values.m_dasName = "DAS_CAMPAIGN";
-  values.m_volumeName = "CAMPAIGN";
-  values.m_deviceName = "vtape:" + library;
-  values.m_newVolume1 = true;
-  config.SetValues(values);
-  return config;
-}
-
 // Writes one document as a caller of a backup run does: anew when a write
 // comes back short, when the end of the medium ends the close, or when a call
 // fails (a drive fault); six times at most. The location, or empty with the
@@ -241,7 +228,7 @@ std::string VolumeOf(const std::string& location) {
 void BackupRun(const std::string& library, const std::string& list, std::mt19937_64& random, FaultScript* script,
                std::size_t faults, Tally& tally) {
   CFnx_Dal_ConfigurationTape config;
-  Configure(config, library, "backup-run");
+  ConfigureVtapeRun(config, library, "backup-run", "DAS_CAMPAIGN", "CAMPAIGN");
   Console console("backup-run", library, {});
   std::string refusal;
   int refusedInARow = 0;
@@ -283,7 +270,7 @@ void RestoreAll(const std::string& library, const std::string& list, std::mt1993
     volumes[VolumeOf(line.substr(0, line.find('\t')))] = line.substr(line.rfind('\t') + 1);
   }
   CFnx_Dal_ConfigurationTape config;
-  Configure(config, library, "restore");
+  ConfigureVtapeRun(config, library, "restore", "DAS_CAMPAIGN", "CAMPAIGN");
   Console console("restore", library, volumes);
   for (const AnnouncedDocument& document : ReadAnnouncements(list)) {
     if (script && random() % 3 == 0) script->Script(kReadFaults, std::size(kReadFaults), console);

@@ -85,3 +85,15 @@ std::string CartridgeOperator::Respond(const std::string& question) {
   errors.push_back("unexpected question: " + question);
   return "Cancel";
 }
+
+void ConfigureVtapeRun(CFnx_Dal_ConfigurationTape& config, const std::string& library, const std::string& run,
+                       const std::string& das, const std::string& volume) {
+  CFnx_Dal_ConfigValues values;
+  values.m_type = 7;
+  values.m_name = run;
+  values.m_dasName = das;
+  values.m_volumeName = volume;
+  values.m_deviceName = "vtape:" + library;
+  values.m_newVolume1 = true;
+  config.SetValues(values);
+}

@@ -12,7 +12,14 @@
 #include <thread>
 #include <vector>
 
+#include "dal_configuration_tape.h"
 #include "dal_operator.h"
+
+// A run on the virtual drive at library whose questions carry the operator
+// key (7, run, das), the key a ScriptedOperator is made with; a backup run
+// starts a new volume, named volume.
+void ConfigureVtapeRun(CFnx_Dal_ConfigurationTape& config, const std::string& library, const std::string& run,
+                       const std::string& das, const std::string& volume);
 
 class ScriptedOperator {
  public:

@@ -39,13 +39,7 @@ int RestoreTapeDocuments(const ChildArgs& args) {
   for (const std::string& line : ReadLines(args[1]))
     cartridges.Note(line.substr(0, line.find('\t')), line.substr(line.find('\t') + 1));
   CFnx_Dal_ConfigurationTape config;
-  CFnx_Dal_ConfigValues values;
-  values.m_type = 7;
-  values.m_name = "restore";
-  values.m_dasName = "DAS_E2E";
-  values.m_volumeName = "E2E";
-  values.m_deviceName = "vtape:" + args[0];
-  config.SetValues(values);
+  ConfigureVtapeRun(config, args[0], "restore", "DAS_E2E", "E2E");
   ScriptedOperator console(CFnx_Dal_OperatorItemID(7, "restore", "DAS_E2E"), std::ref(cartridges));
   const std::vector<AnnouncedDocument> documents = ReadAnnouncements(args[2]);
   int failed = 0;

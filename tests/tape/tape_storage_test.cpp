@@ -28,14 +28,7 @@ std::string MakeLibrary(TempDir& dir, unsigned cartridges, std::uint32_t block_s
   // end label: such a document goes anew, and must reach the next volume.
   FnxVtapeCreateLibrary(library, {.cartridges = cartridges, .blockSize = block_size, .capacityBytes = capacity});
   FnxVtapeInsert(library, "C001");
-  CFnx_Dal_ConfigValues values;
-  values.m_type = 7;
-  values.m_name = "backup";
-  values.m_dasName = "DAS_E2E";
-  values.m_volumeName = "E2E";
-  values.m_deviceName = "vtape:" + library;
-  values.m_newVolume1 = true;
-  config.SetValues(values);
+  ConfigureVtapeRun(config, library, "backup", "DAS_E2E", "E2E");
   return library;
 }
 
